@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# Installs every Debian 12 package the project needs to build, test, fuzz,
+# benchmark and run its demonstration. Idempotent: packages already present
+# are left alone, so a second run costs one dpkg query.
+set -euo pipefail
+
+packages=(
+  # toolchain
+  build-essential cmake pkg-config clang libclang-rt-14-dev gcc-multilib git
+  # the plug-in
+  libxml2-dev libgconf2-dev gconf2 dbus
+  # the host transport, the simulator, the command-line tool
+  libcurl4-openssl-dev libssl-dev openssl libcpp-httplib-dev libcli11-dev nlohmann-json3-dev
+  # tests and benchmarks
+  libgtest-dev libgmock-dev libbenchmark-dev
+  # the demonstration makes a real JPEG on the fly
+  libjpeg-turbo-progs
+  # scripts
+  curl ca-certificates procps
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q '^install ok installed$'; then
+    missing+=("$p")
+  fi
+done
+
+if [ "${#missing[@]}" -eq 0 ]; then
+  exit 0
+fi
+
+echo "bootstrap: installing ${missing[*]}" >&2
+sudo=""
+if [ "$(id -u)" -ne 0 ]; then
+  sudo="sudo"
+fi
+export DEBIAN_FRONTEND=noninteractive
+$sudo apt-get update -qq
+$sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

@@ -1,0 +1,51 @@
+#!/usr/bin/env bash
+# The project's test command: installs what is missing, then builds and runs
+# every test twice (a normal build with warnings as errors, and an
+# AddressSanitizer + UndefinedBehaviorSanitizer build), runs each fuzz target
+# for a bounded time, and checks that the benchmarks build.
+#
+#   PD_FUZZ_SECONDS   seconds per fuzz target (default 60; 0 skips fuzzing)
+#   PD_JOBS           parallel jobs (default: the number of cores)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+scripts/bootstrap.sh
+jobs=${PD_JOBS:-$(nproc)}
+fuzz_seconds=${PD_FUZZ_SECONDS:-60}
+
+step() { printf '\n==== %s\n' "$*"; }
+
+run_build() {
+  local dir=$1; shift
+  cmake -S . -B "$dir" -DPD_WERROR=ON "$@" >/dev/null
+  cmake --build "$dir" -j "$jobs"
+  ctest --test-dir "$dir" -j "$jobs" --output-on-failure --timeout 300
+}
+
+step "normal build and tests"
+run_build build/release -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPD_BUILD_BENCH=ON
+
+step "AddressSanitizer + UndefinedBehaviorSanitizer build and tests"
+run_build build/sanitize -DCMAKE_BUILD_TYPE=Debug -DPD_SANITIZE=ON
+
+if [ "$fuzz_seconds" -gt 0 ] && [ -f fuzz/CMakeLists.txt ]; then
+  step "fuzz targets, ${fuzz_seconds}s each"
+  CC=clang CXX=clang++ cmake -S . -B build/fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+    -DPD_WERROR=ON -DPD_BUILD_FUZZ=ON -DPD_BUILD_TESTS=OFF -DPD_BUILD_TOOLS=OFF >/dev/null
+  cmake --build build/fuzz -j "$jobs"
+  for target in build/fuzz/fuzz/fuzz_*; do
+    [ -x "$target" ] || continue
+    name=$(basename "$target")
+    corpus=build/fuzz/corpus/$name
+    mkdir -p "$corpus"
+    seeds=fuzz/seeds/$name
+    [ -d "$seeds" ] || seeds=
+    echo "-- $name"
+    LSAN_OPTIONS=suppressions=$PWD/tests/lsan.supp PD_PLUGIN_LOG=none \
+      "$target" -max_total_time="$fuzz_seconds" -print_final_stats=1 "$corpus" $seeds 2>&1 |
+      grep -E '^(stat::number_of_executed_units|stat::peak_rss_mb|==|SUMMARY|INFO: Running)' || true
+    test "${PIPESTATUS[0]}" -eq 0
+  done
+fi
+
+step "all tests passed"

@@ -1,0 +1,69 @@
+/* Pins the records shared with the engine and the transport to their layout
+ * on the 32-bit device. Compiled with -m32; every offset must be the
+ * documented one. */
+#include <stddef.h>
+
+#include "pd-plugin/pd_plugin.h"
+#include "pd-plugin/pd_upload.h"
+#include "sns-tiface/sns_nt.h"
+
+#define AT(type, field, offset) \
+  _Static_assert(offsetof(type, field) == (offset), #type "." #field " at " #offset)
+
+_Static_assert(sizeof(void *) == 4, "compile this file with -m32");
+
+/* The transport request record: 18 words. */
+_Static_assert(sizeof(sns_nt_request) == 72, "request record is 72 bytes");
+AT(sns_nt_request, hTransport, 0);
+AT(sns_nt_request, uReqId, 4);
+AT(sns_nt_request, uReqCode, 8);
+AT(sns_nt_request, uKind, 12);
+AT(sns_nt_request, uWord16, 16);
+AT(sns_nt_request, uWord20, 20);
+AT(sns_nt_request, uWord24, 24);
+AT(sns_nt_request, uWord28, 28);
+AT(sns_nt_request, pszUrl, 32);
+AT(sns_nt_request, pheader, 36);
+AT(sns_nt_request, uWord40, 40);
+AT(sns_nt_request, pBody, 44);
+AT(sns_nt_request, uBodyLen, 48);
+AT(sns_nt_request, pInstance, 52);
+AT(sns_nt_request, pCallerData, 56);
+AT(sns_nt_request, pPrivData, 60);
+AT(sns_nt_request, uUploadValue, 64);
+AT(sns_nt_request, uWord68, 68);
+
+/* The transport response record, as the plug-in reads it. */
+AT(sns_nt_response, uReqId, 4);
+AT(sns_nt_response, uReqCode, 8);
+AT(sns_nt_response, uHttpStatus, 12);
+AT(sns_nt_response, pBody, 20);
+AT(sns_nt_response, pInstance, 32);
+AT(sns_nt_response, uPassThrough, 36);
+AT(sns_nt_response, pPrivData, 40);
+
+/* The engine notification record: 7 words. */
+_Static_assert(sizeof(pd_notification) == 28, "notification record is 28 bytes");
+AT(pd_notification, iMarker, 0);
+AT(pd_notification, uReqCode, 4);
+AT(pd_notification, uHttpStatus, 8);
+AT(pd_notification, uReqId, 12);
+AT(pd_notification, uReserved, 16);
+AT(pd_notification, iResult, 20);
+AT(pd_notification, uPassThrough, 24);
+
+/* The instance: two 65-character texts, then three words. */
+AT(pd_inst, szAttribute1, 0);
+AT(pd_inst, szAttribute2, 65);
+AT(pd_inst, hTransport, 132);
+AT(pd_inst, pCallerData, 136);
+AT(pd_inst, pfnEngineCb, 140);
+
+/* The upload data record: five words. */
+_Static_assert(sizeof(pd_upload_data) == 20, "upload data record is 20 bytes");
+AT(pd_upload_data, uState, 4);
+AT(pd_upload_data, iFileSize, 8);
+AT(pd_upload_data, uOffset, 12);
+AT(pd_upload_data, pstLocation, 16);
+
+int main(void) { return 0; }

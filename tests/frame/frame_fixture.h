@@ -1,0 +1,52 @@
+// A plug-in instance bound to the transport double, with the engine's
+// callback collecting every notification.
+#ifndef PD_TESTS_FRAME_FRAME_FIXTURE_H
+#define PD_TESTS_FRAME_FRAME_FIXTURE_H
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <mutex>
+#include <vector>
+
+#include "pd-plugin/pd_plugin.h"
+#include "sns_double.h"
+#include "support/log_capture.h"
+
+namespace pd_test {
+
+// Notifications the engine received, copied; the records themselves are
+// released as the engine would release them.
+inline std::mutex g_notification_mutex;
+inline std::vector<pd_notification> g_notifications;
+
+inline void engine_callback(pd_notification *notification) {
+  std::lock_guard<std::mutex> lock(g_notification_mutex);
+  g_notifications.push_back(*notification);
+  std::free(notification);
+}
+
+class FrameTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    sns_double::reset();
+    g_notifications.clear();
+    ASSERT_EQ(pd_init(&handle_), 0);
+    ASSERT_EQ(pd_setattr(handle_, 3, 3, reinterpret_cast<void *>(&engine_callback)), 0);
+  }
+  void TearDown() override {
+    if (handle_ != nullptr) pd_finalize(handle_);
+    sns_double::reset();
+  }
+  pd_inst *inst() const { return static_cast<pd_inst *>(handle_); }
+  std::vector<pd_notification> notifications() const {
+    std::lock_guard<std::mutex> lock(g_notification_mutex);
+    return g_notifications;
+  }
+
+  void *handle_ = nullptr;
+};
+
+}  // namespace pd_test
+
+#endif
