@@ -127,16 +127,14 @@ class Owned {
   std::tuple<Record *...> records_;
 };
 
-// Album retrieval and album get differ only in their method.
-int album_document(char *buffer, const char *method, const char *sk, Composer_People *people,
-                   Composer_Album *album, Composer_Params *params, Composer_Response *response) {
-  Owned own(people, album, params, response);
-  return session(buffer, method, sk)
-      .records(Composer_People_xml, people)
-      .records(Composer_Album_xml, album)
-      .records(Composer_Params_xml, params)
-      .records(Composer_Response_xml, response)
-      .end();
+// The most common document: the session root and, in order, the lists of
+// the records it is given.
+template <auto... Xml, class... Record>
+int list_document(char *buffer, const char *method, const char *sk, Record *...records) {
+  Owned own(records...);
+  Document document = session(buffer, method, sk);
+  (document.records(Xml, records), ...);
+  return document.end();
 }
 
 }  // namespace
@@ -207,13 +205,15 @@ int xml_composer_photo_get(char *buffer, const char *sk, Composer_People *people
 int xml_composer_photo_album_retrieve(char *buffer, const char *sk, Composer_People *people,
                                       Composer_Album *album, Composer_Params *params,
                                       Composer_Response *response) {
-  return album_document(buffer, "retrieve", sk, people, album, params, response);
+  return list_document<Composer_People_xml, Composer_Album_xml, Composer_Params_xml,
+                       Composer_Response_xml>(buffer, "retrieve", sk, people, album, params, response);
 }
 
 int xml_composer_photo_album_get(char *buffer, const char *sk, Composer_People *people,
                                  Composer_Album *album, Composer_Params *params,
                                  Composer_Response *response) {
-  return album_document(buffer, "get", sk, people, album, params, response);
+  return list_document<Composer_People_xml, Composer_Album_xml, Composer_Params_xml,
+                       Composer_Response_xml>(buffer, "get", sk, people, album, params, response);
 }
 
 // ---- Notifications and pokes --------------------------------------------------
@@ -228,13 +228,11 @@ int xml_composer_notification_post(char *buffer, const char *sk, const char *noD
 }
 
 int xml_composer_message_poke_post(char *buffer, const char *sk, Composer_Poke *poke) {
-  Owned own(poke);
-  return session(buffer, "post", sk).records(Composer_Poke_xml, poke).end();
+  return list_document<Composer_Poke_xml>(buffer, "post", sk, poke);
 }
 
 int xml_composer_message_poke_delete(char *buffer, const char *sk, Composer_Poke *poke) {
-  Owned own(poke);
-  return session(buffer, "delete", sk).records(Composer_Poke_xml, poke).end();
+  return list_document<Composer_Poke_xml>(buffer, "delete", sk, poke);
 }
 
 int xml_composer_message_poke_retrieve(char *buffer, const char *sk, const char *serviceProvider,
@@ -277,12 +275,8 @@ int xml_composer_message_delete(char *buffer, const char *sk, const char *folder
 
 int xml_composer_message_get(char *buffer, const char *sk, Composer_Thread *thread,
                              Composer_Message *message, Composer_FullText *fullText) {
-  Owned own(thread, message, fullText);
-  return session(buffer, "get", sk)
-      .records(Composer_Thread_xml, thread)
-      .records(Composer_Message_xml, message)
-      .records(Composer_FullText_xml, fullText)
-      .end();
+  return list_document<Composer_Thread_xml, Composer_Message_xml, Composer_FullText_xml>(
+      buffer, "get", sk, thread, message, fullText);
 }
 
 int xml_composer_message_folder_retrieve(char *buffer, const char *sk, Composer_People *people,
@@ -306,38 +300,29 @@ int xml_composer_message_folder_retrieve(char *buffer, const char *sk, Composer_
 // ---- Friends and people -------------------------------------------------------
 
 int xml_composer_friend_request_post(char *buffer, const char *sk, Composer_People *people) {
-  Owned own(people);
-  return session(buffer, "post", sk).records(Composer_People_xml, people).end();
+  return list_document<Composer_People_xml>(buffer, "post", sk, people);
 }
 
 int xml_composer_friend_request_accept(char *buffer, const char *sk,
                                        Composer_FriendRequest *request) {
-  Owned own(request);
-  return session(buffer, "accept", sk).records(Composer_FriendRequest_xml, request).end();
+  return list_document<Composer_FriendRequest_xml>(buffer, "accept", sk, request);
 }
 
 int xml_composer_friend_request_reject(char *buffer, const char *sk,
                                        Composer_FriendRequest *request) {
-  Owned own(request);
-  return session(buffer, "reject", sk).records(Composer_FriendRequest_xml, request).end();
+  return list_document<Composer_FriendRequest_xml>(buffer, "reject", sk, request);
 }
 
 int xml_composer_friend_request_get(char *buffer, const char *sk, Composer_FriendRequest *request,
                                     Composer_Response *response) {
-  Owned own(request, response);
-  return session(buffer, "get", sk)
-      .records(Composer_FriendRequest_xml, request)
-      .records(Composer_Response_xml, response)
-      .end();
+  return list_document<Composer_FriendRequest_xml, Composer_Response_xml>(buffer, "get", sk, request,
+                                                                          response);
 }
 
 int xml_composer_friend_grouping_retrieve(char *buffer, const char *sk, Composer_People *people,
                                           Composer_Response *response) {
-  Owned own(people, response);
-  return session(buffer, "retrieve", sk)
-      .records(Composer_People_xml, people)
-      .records(Composer_Response_xml, response)
-      .end();
+  return list_document<Composer_People_xml, Composer_Response_xml>(buffer, "retrieve", sk, people,
+                                                                   response);
 }
 
 int xml_composer_people_profile_set(char *buffer, const char *sk, Composer_People *people,
@@ -351,11 +336,7 @@ int xml_composer_people_profile_set(char *buffer, const char *sk, Composer_Peopl
 
 int xml_composer_people_profile_get(char *buffer, const char *sk, Composer_People *people,
                                     Composer_Params *params) {
-  Owned own(people, params);
-  return session(buffer, "get", sk)
-      .records(Composer_People_xml, people)
-      .records(Composer_Params_xml, params)
-      .end();
+  return list_document<Composer_People_xml, Composer_Params_xml>(buffer, "get", sk, people, params);
 }
 
 int xml_composer_people_info_get(char *buffer, const char *sk, Composer_People *people,
@@ -398,17 +379,12 @@ int xml_composer_comment_retrieve(char *buffer, const char *sk, Composer_Target 
 
 int xml_composer_activity_get(char *buffer, const char *sk, Composer_Target *target,
                               Composer_Response *response, Composer_FullText *fullText) {
-  Owned own(target, response, fullText);
-  return session(buffer, "get", sk)
-      .records(Composer_Target_xml, target)
-      .records(Composer_Response_xml, response)
-      .records(Composer_FullText_xml, fullText)
-      .end();
+  return list_document<Composer_Target_xml, Composer_Response_xml, Composer_FullText_xml>(
+      buffer, "get", sk, target, response, fullText);
 }
 
 int xml_composer_activity_delete(char *buffer, const char *sk, Composer_Activity *activity) {
-  Owned own(activity);
-  return session(buffer, "delete", sk).records(Composer_Activity_xml, activity).end();
+  return list_document<Composer_Activity_xml>(buffer, "delete", sk, activity);
 }
 
 }  // extern "C"
