@@ -8,8 +8,20 @@
 
 namespace pd::parser {
 
+// An attribute that is one piece of text (nearly every one) is copied
+// straight from the tree; anything else (entity references in the value, a
+// default from the document's DTD) goes through xmlGetProp, which assembles
+// it. Both give the text xmlGetProp gives.
 char *copy_attr(const xmlNode *node, const char *name) {
   if (node == nullptr) return nullptr;
+  xmlAttr *attr = xmlHasProp(node, reinterpret_cast<const xmlChar *>(name));
+  if (attr == nullptr) return nullptr;
+  if (attr->type == XML_ATTRIBUTE_NODE) {
+    const xmlNode *text = attr->children;
+    if (text == nullptr) return data_Cpy("");
+    if (text->next == nullptr && (text->type == XML_TEXT_NODE || text->type == XML_CDATA_SECTION_NODE))
+      return data_Cpy(reinterpret_cast<const char *>(text->content));
+  }
   xmlChar *value = xmlGetProp(node, reinterpret_cast<const xmlChar *>(name));
   if (value == nullptr) return nullptr;
   char *copy = data_Cpy(reinterpret_cast<const char *>(value));

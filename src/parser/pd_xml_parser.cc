@@ -127,11 +127,17 @@ extern "C" {
 intptr_t __xml_parser(uint32_t code, const char *reply) {
   intptr_t result = 0;
   // The reply may arrive wrapped in CDATA sections; the markers go before
-  // parsing, and the copy goes right after (the document keeps no pointer
-  // into it).
-  char *clean = data_RejectCDATA(reply);
-  xmlDoc *doc = read_reply(clean);
-  data_Del(clean);
+  // parsing. Without an opening marker nothing would be removed, so the
+  // reply is read as it stands; a copy goes right after parsing (the
+  // document keeps no pointer into it).
+  xmlDoc *doc = nullptr;
+  if (reply != nullptr && std::strstr(reply, "<![CDATA[") == nullptr) {
+    doc = read_reply(reply);
+  } else {
+    char *clean = data_RejectCDATA(reply);
+    doc = read_reply(clean);
+    data_Del(clean);
+  }
   xmlNode *root = doc != nullptr ? xmlDocGetRootElement(doc) : nullptr;
 
   int32_t checked = xml_error_check(0, nullptr, root);
