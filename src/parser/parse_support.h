@@ -51,6 +51,47 @@ Record *record_in(const intptr_t *result) noexcept {
   return result != nullptr ? reinterpret_cast<Record *>(*result) : nullptr;
 }
 
+// Releases texts of a record, in the order given.
+template <class... Texts>
+void release_texts(Texts... texts) noexcept {
+  (data_Del(texts), ...);
+}
+
+// Result records that begin with the paging head: two slots nothing fills,
+// then the root's "StartContext" and "HasNext".
+template <class Record>
+concept Paged = requires(Record record) {
+  record.pszReserved1;
+  record.pszReserved2;
+  record.pszStartContext;
+  record.pszHasNext;
+};
+
+template <Paged Record>
+void read_paging(Record *record, const xmlNode *root) {
+  store_attr(record->pszHasNext, root, "HasNext");
+  store_attr(record->pszStartContext, root, "StartContext");
+}
+
+template <Paged Record>
+void release_paging(Record *record) noexcept {
+  release_texts(record->pszReserved1, record->pszReserved2, record->pszStartContext,
+                record->pszHasNext);
+}
+
+// The start of every reply record: on the "Response" root, a new record
+// from `init` goes into the result word (with its paging head read, when it
+// has one). Returns it, or null for any other node.
+template <class Record>
+Record *open_reply(const xmlNode *root, intptr_t *result, Record *(*init)()) {
+  if (result == nullptr || !is_element(root, "Response")) return nullptr;
+  Record *record = init();
+  *result = reinterpret_cast<intptr_t>(record);
+  if constexpr (Paged<Record>)
+    if (record != nullptr) read_paging(record, root);
+  return record;
+}
+
 // Visits `first`, its following siblings and everything under them in
 // document order, each parent before its children:
 // visit(depth, parent name, node). Every named node is visited, text and
@@ -162,12 +203,6 @@ void release_list(Node **head_slot, Release release_one) noexcept {
     node = next;
   }
   *head_slot = nullptr;
-}
-
-// Releases texts of a record, in the order given.
-template <class... Texts>
-void release_texts(Texts... texts) noexcept {
-  (data_Del(texts), ...);
 }
 
 }  // namespace pd::parser

@@ -42,8 +42,7 @@ xml_photo_album_get_album *__xml_photo_album_get_last_album(xml_photo_album_get 
 
 void __xml_photo_album_get_delete(xml_photo_album_get *record) {
   if (record == nullptr) return;
-  pd::parser::release_texts(record->pszReserved1, record->pszReserved2, record->pszStartContext,
-                            record->pszHasNext);
+  pd::parser::release_paging(record);
   pd::parser::release_list(&record->pstAlbum, [](xml_photo_album_get_album *album) {
     pd::parser::release_texts(album->pszID, album->pszSP, album->pszName, album->pszVisible,
                               album->pszPlace, album->pszCreatorID, album->pszPhotosCount,
@@ -62,12 +61,7 @@ void xml_photo_album_get_parser(uint32_t depth, const char *parent, xmlNode *nod
                                 intptr_t *result) {
   if (node == nullptr || result == nullptr) return;
   if (depth == 0) {
-    if (!is_element(node, "Response")) return;
-    xml_photo_album_get *record = __xml_photo_album_get_init();
-    *result = reinterpret_cast<intptr_t>(record);
-    if (record == nullptr) return;
-    store_attr(record->pszHasNext, node, "HasNext");
-    store_attr(record->pszStartContext, node, "StartContext");
+    pd::parser::open_reply(node, result, __xml_photo_album_get_init);
     return;
   }
   auto *record = record_in<xml_photo_album_get>(result);
@@ -103,8 +97,7 @@ xml_photo_album_photo_list *xml_photo_album_get_photo_list_parser(xmlNode *root)
   auto *record = static_cast<xml_photo_album_photo_list *>(
       std::calloc(1, sizeof(xml_photo_album_photo_list)));
   if (record == nullptr) return nullptr;
-  record->pszHasNext = copy_attr(root, "HasNext");
-  record->pszStartContext = copy_attr(root, "StartContext");
+  pd::parser::read_paging(record, root);
   xml_parse_photo_list(root->children, record);
   return record;
 }

@@ -53,8 +53,7 @@ void xml_comment_post_delete(xml_comment_post *record) { __xml_comment_post_dele
 void xml_comment_post_parser(uint32_t depth, const char *parent, xmlNode *node, intptr_t *result) {
   if (node == nullptr || result == nullptr) return;
   if (depth == 0) {
-    if (is_element(node, "Response"))
-      *result = reinterpret_cast<intptr_t>(__xml_comment_post_init());
+    pd::parser::open_reply(node, result, __xml_comment_post_init);
     return;
   }
   auto *record = record_in<xml_comment_post>(result);
@@ -86,8 +85,7 @@ xml_comment_retrieve_comment *__xml_comment_retrieve_get_last_comment(xml_commen
 
 void __xml_comment_retrieve_delete(xml_comment_retrieve *record) {
   if (record == nullptr) return;
-  pd::parser::release_texts(record->pszReserved1, record->pszReserved2, record->pszStartContext,
-                            record->pszHasNext);
+  pd::parser::release_paging(record);
   pd::parser::release_list(&record->pstComment, [](xml_comment_retrieve_comment *node) {
     pd::parser::release_texts(node->pszID, node->pszSP, node->pszTargetID, node->pszCreateTime,
                               node->pszRecommend, node->pszContent, node->pszCommenterID,
@@ -106,12 +104,7 @@ void xml_comment_retrieve_parser(uint32_t depth, const char *parent, xmlNode *no
                                  intptr_t *result) {
   if (node == nullptr || result == nullptr) return;
   if (depth == 0) {
-    if (!is_element(node, "Response")) return;
-    auto *record = __xml_comment_retrieve_init();
-    *result = reinterpret_cast<intptr_t>(record);
-    if (record == nullptr) return;
-    store_attr(record->pszHasNext, node, "HasNext");
-    store_attr(record->pszStartContext, node, "StartContext");
+    pd::parser::open_reply(node, result, __xml_comment_retrieve_init);
     return;
   }
   auto *record = record_in<xml_comment_retrieve>(result);

@@ -48,8 +48,7 @@ void __xml_friend_grouping_friend_delete(xml_friend_grouping_friend *record) {
 void __xml_friend_grouping_retrieve_delete(xml_friend_grouping_retrieve *result) {
   if (result == nullptr) return;
   pd::parser::tails::forget(&result->pstFriend);
-  pd::parser::release_texts(result->pszReserved1, result->pszReserved2, result->pszStartContext,
-                            result->pszHasNext);
+  pd::parser::release_paging(result);
   __xml_friend_grouping_friend_delete(result->pstFriend);
   data_Del(result);
 }
@@ -58,12 +57,7 @@ void xml_friend_grouping_retrieve_parser(uint32_t depth, const char *parent, xml
                                          intptr_t *result) {
   if (node == nullptr || result == nullptr) return;
   if (depth == 0) {
-    if (!is_element(node, "Response")) return;
-    auto *record = __xml_friend_grouping_retrieve_init();
-    *result = reinterpret_cast<intptr_t>(record);
-    if (record == nullptr) return;
-    store_attr(record->pszHasNext, node, "HasNext");
-    store_attr(record->pszStartContext, node, "StartContext");
+    pd::parser::open_reply(node, result, __xml_friend_grouping_retrieve_init);
     return;
   }
   auto *record = record_in<xml_friend_grouping_retrieve>(result);

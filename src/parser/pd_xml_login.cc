@@ -46,12 +46,10 @@ void xml_login_print(const xml_base *record) {
 void xml_login_parser(uint32_t depth, const char *, xmlNode *node, intptr_t *result) {
   if (node == nullptr || result == nullptr) return;
   if (depth == 0) {
-    if (!is_element(node, "Response")) return;
-    xml_base *record = __xml_base_init();
-    *result = reinterpret_cast<intptr_t>(record);
-    if (record == nullptr) return;
-    store_attr(record->pszSessionKey, node, "SessionKey");
-    sns_gconf_set_string(PD_SETTING_SESSION_KEY, record->pszSessionKey);
+    if (xml_base *record = pd::parser::open_reply(node, result, __xml_base_init)) {
+      store_attr(record->pszSessionKey, node, "SessionKey");
+      sns_gconf_set_string(PD_SETTING_SESSION_KEY, record->pszSessionKey);
+    }
     return;
   }
   xml_base *record = record_in<xml_base>(result);
@@ -97,8 +95,7 @@ void xml_logout_print(const xml_logout *record) {
 void xml_logout_parser(uint32_t depth, const char *parent, xmlNode *node, intptr_t *result) {
   if (node == nullptr || result == nullptr) return;
   if (depth == 0) {
-    if (is_element(node, "Response"))
-      *result = reinterpret_cast<intptr_t>(__xml_logout_init());
+    pd::parser::open_reply(node, result, __xml_logout_init);
     return;
   }
   xml_logout *record = record_in<xml_logout>(result);

@@ -69,8 +69,7 @@ void discard_album_photos(intptr_t result) {
                               photo->pszThumbnailURL);
     data_Del(photo);
   });
-  pd::parser::release_texts(record->pszReserved1, record->pszReserved2,
-                            record->pszStartContext, record->pszHasNext);
+  pd::parser::release_paging(record);
   data_Del(record);
 }
 
