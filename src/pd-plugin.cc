@@ -108,7 +108,9 @@ bool upload_branch(const sns_nt_response &response, intptr_t &result) {
   return true;
 }
 
-void deliver(const sns_nt_response &response, pd_engine_cb callback, intptr_t result) {
+// `parser` is the index that made the result, or -1.
+void deliver(const sns_nt_response &response, pd_engine_cb callback, intptr_t result,
+             int32_t parser) {
   auto *pstResponse = static_cast<pd_notification *>(std::calloc(1, sizeof(pd_notification)));
   PD_ASSERT(pstResponse);
   pstResponse->iMarker = -1;
@@ -121,8 +123,10 @@ void deliver(const sns_nt_response &response, pd_engine_cb callback, intptr_t re
   if (callback != nullptr) {
     callback(pstResponse);  // the engine owns it from here
   } else {
-    // Nobody to hand it to: release it rather than lose it.
+    // Nobody to hand it to: release it, and the parsed record with it,
+    // rather than lose them.
     std::free(pstResponse);
+    if (parser >= 0) pd::parser::discard_result(static_cast<uint32_t>(parser), result);
   }
 }
 
@@ -270,14 +274,16 @@ int pd_response_cb(void *response_record) {
   pd_engine_cb callback = inst != nullptr ? inst->pfnEngineCb : nullptr;
 
   intptr_t result = 0;
+  int32_t parser = -1;
   if (response->uHttpStatus == 200 && response->uReqCode < kCodeCount) {
     if (response->uReqCode == PD_REQ_UPLOAD_PHOTO) {
       if (!upload_branch(*response, result)) return 0;
     } else if (const ReplyBranch &branch = kReplyBranches[response->uReqCode]; branch.receipt) {
       result = parse_branch(branch, response->pBody);
+      parser = branch.parser;
     }
   }
-  deliver(*response, callback, result);
+  deliver(*response, callback, result, parser);
   PD_LOG_END();
   return 0;
 }

@@ -1,6 +1,224 @@
-// Placeholder until the reply parsers are built: every reply yields a null
-// result, which is what the response dispatcher delivers for a branch whose
-// parser does not exist yet.
+// The parser frame: from reply text to parsed document, the error envelope,
+// the walk, and the table of element handlers by parser index.
 #include "parser/pd_parser.h"
 
-extern "C" intptr_t __xml_parser(uint32_t, const char *) { return 0; }
+#include <libxml/parser.h>
+
+#include <array>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+#include "parser/parse_support.h"
+#include "parser/pd_xml_handlers.h"
+#include "pd-plugin/pd_data.h"
+#include "pd-plugin/pd_records.h"
+
+namespace {
+
+using pd::parser::is_element;
+
+// ---------------------------------------------------------------------------
+// Handlers by parser index. An empty row has no handler: the walk runs and
+// the result is whatever the error check left (null).
+
+constexpr uint32_t kIndexCount = PD_PARSER_ALBUM_PHOTOS + 1;
+
+struct ParserRow {
+  pd_xml_handler handler;
+  // Releases a result of this parser whole, list tails included.
+  void (*discard)(intptr_t result);
+};
+
+template <class Node, class Release>
+void release_chain(Node *first, Release release) {
+  pd::parser::release_list(&first, release);
+}
+
+void discard_login(intptr_t result) {
+  auto *record = reinterpret_cast<xml_base *>(result);
+  xml_login_delete(&record);
+}
+
+void discard_friends(intptr_t result) {
+  auto *record = reinterpret_cast<xml_friend_grouping_retrieve *>(result);
+  // The record's own release takes the first friend only.
+  if (record->pstFriend != nullptr) {
+    release_chain(record->pstFriend->pstNext, __xml_friend_grouping_friend_delete);
+    record->pstFriend->pstNext = nullptr;
+  }
+  __xml_friend_grouping_retrieve_delete(record);
+}
+
+void discard_comment_post(intptr_t result) {
+  xml_comment_post_delete(reinterpret_cast<xml_comment_post *>(result));
+}
+
+void discard_comment_retrieve(intptr_t result) {
+  xml_comment_retrieve_delete(reinterpret_cast<xml_comment_retrieve *>(result));
+}
+
+void discard_albums(intptr_t result) {
+  xml_photo_album_get_delete(reinterpret_cast<xml_photo_album_get *>(result));
+}
+
+void discard_album_photos(intptr_t result) {
+  auto *record = reinterpret_cast<xml_photo_album_photo_list *>(result);
+  release_chain(record->pstPhoto, [](xml_photo_album_photo *photo) {
+    pd::parser::release_texts(photo->pszID, photo->pszTitle, photo->pszMainPhotoURL,
+                              photo->pszThumbnailURL);
+    data_Del(photo);
+  });
+  pd::parser::release_paging(record);
+  data_Del(record);
+}
+
+constexpr std::array<ParserRow, kIndexCount> kParsers = [] {
+  std::array<ParserRow, kIndexCount> rows{};
+  rows[PD_PARSER_LOGIN] = {xml_login_parser, discard_login};
+  rows[PD_PARSER_ACTIVITY] = {nullptr, nullptr};        // activity feed: not built yet
+  rows[PD_PARSER_COMMENT_POST] = {xml_comment_post_parser, discard_comment_post};
+  rows[PD_PARSER_COMMENT_RETRIEVE] = {xml_comment_retrieve_parser, discard_comment_retrieve};
+  rows[PD_PARSER_FRIENDS] = {xml_friend_grouping_retrieve_parser, discard_friends};
+  rows[PD_PARSER_MESSAGE_FOLDER] = {nullptr, nullptr};  // message folder: not built yet
+  rows[PD_PARSER_PEOPLE_SEARCH] = {nullptr, nullptr};   // people search: not built yet
+  rows[PD_PARSER_PROFILE_SET] = {nullptr, nullptr};     // profile set: not built yet
+  rows[PD_PARSER_UPLOAD_LOCATION] = {nullptr, nullptr}; // photo upload: not built yet
+  rows[PD_PARSER_UPLOAD_PHOTO] = {nullptr, nullptr};    // photo upload: not built yet
+  rows[PD_PARSER_ALBUMS] = {xml_photo_album_get_parser, discard_albums};
+  // Whole-document parser: __xml_parser_store calls it directly.
+  rows[PD_PARSER_ALBUM_PHOTOS] = {nullptr, discard_album_photos};
+  return rows;
+}();
+
+// libxml2 reports malformed replies on standard error unless told
+// otherwise; the plug-in writes nothing outside its log sink, and a reply
+// that does not parse simply yields no record.
+void ignore_xml_error(void *, xmlError *) {}
+
+// Parses like xmlReadMemory(text, length, no base, no encoding, options 0),
+// on a context of its own so that its error reports stay quiet.
+xmlDoc *read_reply(const char *text) {
+  if (text == nullptr) return nullptr;
+  size_t length = std::strlen(text);
+  if (length > INT_MAX) return nullptr;  // libxml2 takes an int length
+  xmlParserCtxt *context = xmlNewParserCtxt();
+  if (context == nullptr) return nullptr;
+  context->sax->serror = ignore_xml_error;
+  xmlDoc *doc = xmlCtxtReadMemory(context, text, static_cast<int>(length), nullptr, nullptr, 0);
+  xmlFreeParserCtxt(context);
+  return doc;
+}
+
+}  // namespace
+
+namespace pd::parser {
+
+void discard_result(uint32_t code, intptr_t result) noexcept {
+  if (result <= 0 || code >= kIndexCount || kParsers[code].discard == nullptr) return;
+  kParsers[code].discard(result);
+}
+
+}  // namespace pd::parser
+
+extern "C" {
+
+intptr_t __xml_parser(uint32_t code, const char *reply) {
+  intptr_t result = 0;
+  // The reply may arrive wrapped in CDATA sections; the markers go before
+  // parsing. Without an opening marker nothing would be removed, so the
+  // reply is read as it stands; a copy goes right after parsing (the
+  // document keeps no pointer into it).
+  xmlDoc *doc = nullptr;
+  if (reply != nullptr && std::strstr(reply, "<![CDATA[") == nullptr) {
+    doc = read_reply(reply);
+  } else {
+    char *clean = data_RejectCDATA(reply);
+    doc = read_reply(clean);
+    data_Del(clean);
+  }
+  xmlNode *root = doc != nullptr ? xmlDocGetRootElement(doc) : nullptr;
+
+  int32_t checked = xml_error_check(0, nullptr, root);
+  if (checked < 0) {
+    xmlFreeDoc(doc);
+    return checked;
+  }
+  result = checked;
+  {
+    pd::parser::ParseScope scope;
+    __xml_parser_explore(code, 0, nullptr, root, &result);
+  }
+  if (doc != nullptr) xmlFreeDoc(doc);
+  return result;
+}
+
+intptr_t *__xml_parser_explore(uint32_t code, uint32_t depth, const char *parent,
+                               xmlNode *node, intptr_t *result) {
+  if (code == PD_PARSER_ALBUM_PHOTOS) {
+    __xml_parser_store(code, depth, parent, node, result);
+    return result;
+  }
+  pd::parser::walk(node, depth, parent, [&](uint32_t at, const char *above, xmlNode *visited) {
+    __xml_parser_store(code, at, above, visited, result);
+  });
+  return result;
+}
+
+int __xml_parser_store(uint32_t code, uint32_t depth, const char *parent, xmlNode *node,
+                       intptr_t *result) {
+  if (code == PD_PARSER_ALBUM_PHOTOS) {
+    if (result != nullptr)
+      *result = reinterpret_cast<intptr_t>(xml_photo_album_get_photo_list_parser(node));
+    return 0;
+  }
+  if (code < kIndexCount && kParsers[code].handler != nullptr)
+    kParsers[code].handler(depth, parent, node, result);
+  return 0;
+}
+
+// ---------------------------------------------------------------------------
+// The error envelope
+
+void __xml_error_parser(uint32_t depth, const char *, xmlNode *node, intptr_t *result) {
+  if (depth != 0 || result == nullptr || node == nullptr) return;
+  if (!is_element(node, "Response")) return;
+  xml_error *record = __xml_error_init();
+  *result = reinterpret_cast<intptr_t>(record);
+  if (record == nullptr) return;
+  record->pszErrCode = pd::parser::copy_attr(node, "ErrCode");
+  record->pszErrSubCode = pd::parser::copy_attr(node, "ErrSubCode");
+  record->pszErrContext = pd::parser::copy_attr(node, "ErrContext");
+}
+
+// A positive sub-code wins; otherwise the code counts in tens. A missing
+// sub-code reads as 0. The arithmetic saturates at the 32-bit range rather
+// than overflow on absurd codes.
+int32_t xml_error_check(uint32_t depth, const char *ignored, xmlNode *root) {
+  intptr_t word = 0;
+  __xml_error_parser(depth, ignored, root, &word);
+  auto *record = reinterpret_cast<xml_error *>(word);
+  int32_t code = 0;
+  if (record != nullptr && record->pszErrCode != nullptr) {
+    int64_t error = pd::parser::decimal_i32(record->pszErrCode);
+    int64_t sub = pd::parser::decimal_i32(record->pszErrSubCode);
+    int64_t value = sub > 0 ? -sub : -error * 10;
+    code = static_cast<int32_t>(value < INT32_MIN ? INT32_MIN : value > INT32_MAX ? INT32_MAX : value);
+  }
+  __xml_error_delete(&record);
+  return code;
+}
+
+xml_error *__xml_error_init(void) {
+  return static_cast<xml_error *>(std::calloc(1, sizeof(xml_error)));
+}
+
+void __xml_error_delete(xml_error **slot) {
+  if (slot == nullptr || *slot == nullptr) return;
+  xml_error *record = *slot;
+  pd::parser::release_texts(record->pszErrCode, record->pszErrSubCode, record->pszErrContext);
+  data_Del(record);
+  *slot = nullptr;
+}
+
+}  // extern "C"

@@ -2,8 +2,14 @@
 #include "pd-plugin/pd_data.h"
 #include "pd-plugin/pd_export.h"
 #include "pd-plugin/pd_plugin.h"
+#include "pd-plugin/pd_records.h"
 #include "pd-plugin/pd_settings.h"
 #include "pd-plugin/pd_upload.h"
+#include "pd-plugin/pd_xml_album.h"
+#include "pd-plugin/pd_xml_base.h"
+#include "pd-plugin/pd_xml_comment.h"
+#include "pd-plugin/pd_xml_element.h"
+#include "pd-plugin/pd_xml_friend.h"
 #include "sns-tiface/sns_nt.h"
 
 int main(void) { return 0; }

@@ -4,6 +4,7 @@
 #include <stddef.h>
 
 #include "pd-plugin/pd_plugin.h"
+#include "pd-plugin/pd_records.h"
 #include "pd-plugin/pd_upload.h"
 #include "sns-tiface/sns_nt.h"
 
@@ -65,5 +66,37 @@ AT(pd_upload_data, uState, 4);
 AT(pd_upload_data, iFileSize, 8);
 AT(pd_upload_data, uOffset, 12);
 AT(pd_upload_data, pstLocation, 16);
+
+/* Reply records: rows of words, lists linked through the last one. */
+#define WORDS(type, n) _Static_assert(sizeof(type) == 4 * (n), #type " is " #n " words")
+WORDS(xml_error, 3);
+WORDS(xml_base, 7);
+WORDS(xml_logout, 2);
+WORDS(xml_element_response_base, 4);
+WORDS(xml_element_photo, 8);
+WORDS(xml_element_people, 32);
+WORDS(xml_element_message, 6);
+WORDS(xml_friend_grouping_retrieve, 5);
+WORDS(xml_friend_grouping_friend, 22);
+AT(xml_friend_grouping_friend, pszStatus, 24);
+AT(xml_friend_grouping_friend, pszFollowerNum, 80);
+AT(xml_friend_grouping_friend, pstNext, 84);
+WORDS(xml_comment_post, 1);
+WORDS(xml_comment_post_comment, 4);
+WORDS(xml_comment_retrieve, 5);
+WORDS(xml_comment_retrieve_comment, 10);
+WORDS(xml_photo_album_get, 5);
+WORDS(xml_photo_album_get_album, 11);
+WORDS(xml_photo_album_photo_list, 5);
+WORDS(xml_photo_album_photo, 7);
+AT(xml_photo_album_photo, iCommentsCount, 20);
+
+/* The flat friend record: texts of 100, 500 and 1000 characters. */
+_Static_assert(sizeof(db_friend) == 4732, "db_friend is 4732 bytes");
+AT(db_friend, szID, 4);
+AT(db_friend, iSP, 104);
+AT(db_friend, iPresence, 3308);
+AT(db_friend, szProfilePhotoURL, 3620);
+AT(db_friend, iResponseHasNext, 4728);
 
 int main(void) { return 0; }

@@ -1,0 +1,210 @@
+// Small pieces every reply parser uses: element matching, copying values
+// out of the tree, and singly linked lists that append without walking.
+#ifndef PD_PLUGIN_SRC_PARSER_PARSE_SUPPORT_H
+#define PD_PLUGIN_SRC_PARSER_PARSE_SUPPORT_H
+
+#include <libxml/tree.h>
+
+#include <cstdint>
+#include <cstring>
+
+#include "pd-plugin/pd_data.h"
+
+namespace pd::parser {
+
+// True for an element called `name`. Processing instructions and entity
+// references carry names too, but only elements are matched: a stray
+// "<?Response?>" must not start a second record.
+inline bool is_element(const xmlNode *node, const char *name) noexcept {
+  return node != nullptr && node->type == XML_ELEMENT_NODE && node->name != nullptr &&
+         std::strcmp(reinterpret_cast<const char *>(node->name), name) == 0;
+}
+
+inline bool is_named(const char *text, const char *name) noexcept {
+  return text != nullptr && std::strcmp(text, name) == 0;
+}
+
+// An owned copy of attribute `name` of `node`, or null when it is absent.
+char *copy_attr(const xmlNode *node, const char *name);
+
+// An owned copy of the text of the node's first child, or null when there
+// is no child (or the child carries no text).
+char *copy_first_text(const xmlNode *node);
+
+// Stores a new copy into a field, releasing what the field held: an element
+// that comes twice replaces the first copy instead of losing it.
+inline void store(char *&field, char *copy) noexcept {
+  data_Del(field);
+  field = copy;
+}
+inline void store_attr(char *&field, const xmlNode *node, const char *name) {
+  store(field, copy_attr(node, name));
+}
+
+// A 32-bit decimal conversion that saturates like strtol on the 32-bit
+// device; text that does not begin with digits gives 0.
+int32_t decimal_i32(const char *text) noexcept;
+
+// The record a handler keeps in the result word, or null.
+template <class Record>
+Record *record_in(const intptr_t *result) noexcept {
+  return result != nullptr ? reinterpret_cast<Record *>(*result) : nullptr;
+}
+
+// Releases texts of a record, in the order given.
+template <class... Texts>
+void release_texts(Texts... texts) noexcept {
+  (data_Del(texts), ...);
+}
+
+// Result records that begin with the paging head: two slots nothing fills,
+// then the root's "StartContext" and "HasNext".
+template <class Record>
+concept Paged = requires(Record record) {
+  record.pszReserved1;
+  record.pszReserved2;
+  record.pszStartContext;
+  record.pszHasNext;
+};
+
+template <Paged Record>
+void read_paging(Record *record, const xmlNode *root) {
+  store_attr(record->pszHasNext, root, "HasNext");
+  store_attr(record->pszStartContext, root, "StartContext");
+}
+
+template <Paged Record>
+void release_paging(Record *record) noexcept {
+  release_texts(record->pszReserved1, record->pszReserved2, record->pszStartContext,
+                record->pszHasNext);
+}
+
+// The start of every reply record: on the "Response" root, a new record
+// from `init` goes into the result word (with its paging head read, when it
+// has one). Returns it, or null for any other node.
+template <class Record>
+Record *open_reply(const xmlNode *root, intptr_t *result, Record *(*init)()) {
+  if (result == nullptr || !is_element(root, "Response")) return nullptr;
+  Record *record = init();
+  *result = reinterpret_cast<intptr_t>(record);
+  if constexpr (Paged<Record>)
+    if (record != nullptr) read_paging(record, root);
+  return record;
+}
+
+// Visits `first`, its following siblings and everything under them in
+// document order, each parent before its children:
+// visit(depth, parent name, node). Every named node is visited, text and
+// comment nodes included; a chain ends at a node without a name.
+//
+// The walk is a loop over the tree's own links rather than a recursion, so
+// no nesting can exhaust the stack. Parent names are the parents' own names,
+// which live as long as the document. Only elements are entered: an entity
+// reference's children are the entity's declaration, outside the document.
+template <class Visit>
+void walk(xmlNode *first, uint32_t depth, const char *parent, Visit &&visit) {
+  if (first == nullptr || first->name == nullptr) return;
+  uint32_t level = 0;  // below the chain we were given
+  xmlNode *current = first;
+  for (;;) {
+    visit(depth + level,
+          level == 0 ? parent : reinterpret_cast<const char *>(current->parent->name), current);
+    xmlNode *child = current->type == XML_ELEMENT_NODE ? current->children : nullptr;
+    if (child != nullptr && child->name != nullptr) {
+      current = child;
+      ++level;
+      continue;
+    }
+    for (;;) {
+      xmlNode *next = current->next;
+      if (next != nullptr && next->name != nullptr) {
+        current = next;
+        break;
+      }
+      if (level == 0) return;
+      current = current->parent;
+      --level;
+    }
+  }
+}
+
+// ---------------------------------------------------------------------------
+// Lists. Every list of the reply records is singly linked through pstNext
+// from a head field of its parent. A parse appends thousands of nodes and
+// asks for the last one on every child element, so the parse in progress on
+// this thread remembers the tail of each list it touched (see ParseScope);
+// outside a parse, or for a list it does not know, the list is walked.
+namespace tails {
+const void *lookup(const void *head_slot, const void *head) noexcept;
+void remember(const void *head_slot, const void *head, const void *tail) noexcept;
+void forget(const void *head_slot) noexcept;
+}  // namespace tails
+
+// While alive, the current thread remembers list tails. __xml_parser holds
+// one for the length of a parse. The few lists that a parse is appending to
+// at any moment stay remembered (least recently used is forgotten first), so
+// a reply of any size costs the same per element.
+class ParseScope {
+ public:
+  ParseScope() noexcept;
+  ~ParseScope();
+  ParseScope(const ParseScope &) = delete;
+  ParseScope &operator=(const ParseScope &) = delete;
+
+  struct Entry {
+    const void *head_slot = nullptr;
+    const void *head = nullptr;  // the head when remembered: a list emptied
+                                 // and refilled since is not taken for the old
+    const void *tail = nullptr;
+    uint64_t used = 0;
+  };
+  Entry *find(const void *head_slot) noexcept;
+  Entry &slot_for(const void *head_slot) noexcept;
+  uint64_t tick() noexcept { return ++clock_; }
+
+ private:
+  static constexpr size_t kEntries = 16;
+  Entry entries_[kEntries];
+  uint64_t clock_ = 0;
+  ParseScope *previous_;
+};
+
+template <class Node>
+Node *last_node(Node *const *head_slot) noexcept {
+  if (head_slot == nullptr || *head_slot == nullptr) return nullptr;
+  Node *node = *head_slot;
+  if (const void *known = tails::lookup(head_slot, node))
+    node = static_cast<Node *>(const_cast<void *>(known));
+  while (node->pstNext != nullptr) node = node->pstNext;
+  tails::remember(head_slot, *head_slot, node);
+  return node;
+}
+
+template <class Node>
+Node *append_node(Node **head_slot, Node *node) noexcept {
+  if (head_slot == nullptr || node == nullptr) return node;
+  if (Node *tail = last_node(head_slot))
+    tail->pstNext = node;
+  else
+    *head_slot = node;
+  tails::remember(head_slot, *head_slot, node);
+  return node;
+}
+
+// Releases every node of a list with `release_one`, which must not follow
+// pstNext itself, and empties the head.
+template <class Node, class Release>
+void release_list(Node **head_slot, Release release_one) noexcept {
+  if (head_slot == nullptr) return;
+  tails::forget(head_slot);
+  for (Node *node = *head_slot; node != nullptr;) {
+    Node *next = node->pstNext;
+    release_one(node);
+    node = next;
+  }
+  *head_slot = nullptr;
+}
+
+}  // namespace pd::parser
+
+#endif

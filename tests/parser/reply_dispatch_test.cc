@@ -1,0 +1,110 @@
+// Replies delivered by the transport reach the engine as parsed records; a
+// login reply stores its keys in the real settings store (run inside a
+// private GConf session).
+#include <string>
+
+#include "frame/frame_fixture.h"
+#include "pd-plugin/pd_settings.h"
+#include "record_dump.h"
+#include "settings.h"
+#include "support/golden.h"
+#include "support/release_records.h"
+
+namespace pd_test {
+namespace {
+
+class ParsedReplies : public FrameTest {
+ protected:
+  // Plays the transport's answer to a request of `code` with a reply file.
+  void answer(uint32_t code, const std::string &reply_file) {
+    std::string body = read_data("replies/" + reply_file);
+    sns_nt_response response{};
+    response.uReqId = 7;
+    response.uReqCode = code;
+    response.uHttpStatus = 200;
+    response.pBody = body.data();
+    response.uBodyLen = static_cast<uint32_t>(body.size());
+    response.pInstance = handle_;
+    sns_double::deliver(inst()->hTransport, &response);
+  }
+  intptr_t last_result() const {
+    std::vector<pd_notification> got = notifications();
+    return got.empty() ? 0 : got.back().iResult;
+  }
+  static std::string setting(uint32_t index) {
+    std::string value = "<unset>";
+    pd::settings::read(index, value);
+    return value;
+  }
+};
+
+TEST_F(ParsedReplies, ALoginStoresItsKeysAndHandsTheRecordToTheEngine) {
+  answer(PD_REQ_LOGIN, "login/full.xml");
+  ASSERT_EQ(notifications().size(), 1u);
+  intptr_t result = last_result();
+  EXPECT_EQ(dump_login(result), read_data("replies/login/full.dump"));
+  EXPECT_EQ(setting(PD_SETTING_SESSION_KEY), "sk-7Q2fA9x1");
+  EXPECT_EQ(setting(PD_SETTING_PERSIST_KEY), "pk-55e0c1d2");
+  // The login people id stays in the record only.
+  EXPECT_EQ(setting(PD_SETTING_LOGIN_PEOPLE_ID), "<unset>");
+  release_login(result);
+}
+
+TEST_F(ParsedReplies, ALoginWithoutKeysEmptiesThem) {
+  ASSERT_EQ(sns_gconf_set_string(PD_SETTING_SESSION_KEY, "old-session"), 1);
+  ASSERT_EQ(sns_gconf_set_string(PD_SETTING_PERSIST_KEY, "old-persist"), 1);
+  answer(PD_REQ_LOGIN, "login/without_session_key.xml");
+  EXPECT_EQ(setting(PD_SETTING_SESSION_KEY), "");
+  EXPECT_EQ(setting(PD_SETTING_PERSIST_KEY), "");
+  release_login(last_result());
+}
+
+TEST_F(ParsedReplies, AFailedLoginLeavesTheKeysAlone) {
+  ASSERT_EQ(sns_gconf_set_string(PD_SETTING_SESSION_KEY, "old-session"), 1);
+  answer(PD_REQ_LOGIN, "login/error_envelope.xml");
+  EXPECT_EQ(last_result(), -1102);
+  EXPECT_EQ(setting(PD_SETTING_SESSION_KEY), "old-session");
+}
+
+// Without an engine callback the record is released, not lost (the
+// sanitizer build checks that nothing leaks); the keys are stored anyway.
+TEST_F(ParsedReplies, WithoutAnEngineTheRecordIsReleased) {
+  inst()->pfnEngineCb = nullptr;
+  answer(PD_REQ_LOGIN, "login/full.xml");
+  answer(PD_REQ_FRIENDS, "friends/three_friends.xml");
+  answer(PD_REQ_ALBUM_PHOTOS, "album_photos/photos.xml");
+  EXPECT_TRUE(notifications().empty());
+  EXPECT_EQ(setting(PD_SETTING_SESSION_KEY), "sk-7Q2fA9x1");
+}
+
+TEST_F(ParsedReplies, EachServedBranchDeliversItsFamilysRecord) {
+  struct Branch {
+    uint32_t code;
+    const char *reply;  // under replies/, without .xml
+    Dumper dump;
+    uint32_t parser;
+  };
+  const Branch branches[] = {
+      {PD_REQ_GET_PHOTO_COMMENTS, "comment_retrieve/two_comments", dump_comment_retrieve, 7},
+      {PD_REQ_GET_ACTIVITY_COMMENTS, "comment_retrieve/two_comments", dump_comment_retrieve, 7},
+      {PD_REQ_COMMENT_PHOTO, "comment_post/three_comments", dump_comment_post, 6},
+      {PD_REQ_COMMENT_ACTIVITY, "comment_post/three_comments", dump_comment_post, 6},
+      {PD_REQ_ALBUM_LIST, "albums/three_albums", dump_albums, 31},
+      {PD_REQ_ALBUM_PHOTOS, "album_photos/photos", dump_album_photos, 32},
+      {PD_REQ_FRIENDS, "friends/three_friends", dump_friends, 8},
+      {PD_REQ_FRIENDS, "friends/error_envelope", dump_friends, 8},
+  };
+  for (const Branch &branch : branches) {
+    SCOPED_TRACE(branch.reply);
+    size_t before = notifications().size();
+    answer(branch.code, std::string(branch.reply) + ".xml");
+    ASSERT_EQ(notifications().size(), before + 1);
+    EXPECT_EQ(notifications().back().uReqCode, branch.code);
+    intptr_t result = last_result();
+    EXPECT_EQ(branch.dump(result), read_data("replies/" + std::string(branch.reply) + ".dump"));
+    release_result(branch.parser, result);
+  }
+}
+
+}  // namespace
+}  // namespace pd_test
