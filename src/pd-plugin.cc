@@ -14,6 +14,7 @@
 #include "frame.h"
 #include "log.h"
 #include "parser/pd_parser.h"
+#include "parser/pdXmlPhoto.h"
 #include "pd-plugin/pd_settings.h"
 #include "pd-plugin/pd_upload.h"
 #include "pd_assert.h"
@@ -31,6 +32,7 @@ using Compose = sns_composed_request *(*)(void *params);
 struct RequestRoute {
   Compose compose;    // null: the code is not served and is refused
   uint32_t category;  // method category of the URL
+  bool upload;        // the photo upload: the request carries an upload record
 };
 
 constexpr uint32_t kCodeCount = PD_REQ_LAST + 1;
@@ -86,7 +88,9 @@ intptr_t parse_branch(const ReplyBranch &branch, const char *body) {
 }
 
 // The photo upload's replies. Returns false when no notification must be
-// delivered (the exchange goes on, or it cannot be followed).
+// delivered: a further chunk is under way, or the reply cannot be followed.
+// When a notification is due the exchange is over and its upload data
+// record is released here: the transport has no request of it left.
 bool upload_branch(const sns_nt_response &response, intptr_t &result) {
   PD_LOG_DEBUG("Get Comment status response recieved\n\n");
   PD_LOG_DEBUG("Body=%s\n\n", PD_STR(response.pBody));
@@ -97,14 +101,17 @@ bool upload_branch(const sns_nt_response &response, intptr_t &result) {
   }
   auto *upload = static_cast<pd_upload_data *>(response.pPrivData);
   PD_LOG_DEBUG("File Name to upload %s\n\n", PD_STR(upload->pszFileName));
+  result = 0;
   if (response.pBody == nullptr) {
     PD_LOG_DEBUG("Body is NULL... failed\n\n");
-    result = 0;
-    return true;
+  } else {
+    int32_t status = PD_UPLOAD_STEP_FAILED;
+    intptr_t step = pd_handle_upload_response(const_cast<sns_nt_response *>(&response), upload,
+                                              &status);
+    if (status < PD_UPLOAD_STEP_DONE) return false;
+    if (status == PD_UPLOAD_STEP_DONE) result = step;
   }
-  // The upload steps are not built yet: the exchange ends here with a null
-  // result.
-  result = 0;
+  pd::upload::release(upload);
   return true;
 }
 
@@ -230,8 +237,19 @@ int pd_send_pluggin_request(void *instance, uint32_t code, void *params, void * 
   const RequestRoute &route = kRequestRoutes[code];
   if (route.compose == nullptr) return PD_ERR_NOT_SENT;
 
+  pd_upload_data *upload = nullptr;
+  if (route.upload) {
+    // Word 0 of the block is the photo's path; without it there is nothing
+    // to upload.
+    upload = sns_photo_upload_init(params ? static_cast<char **>(params)[0] : nullptr);
+    PD_LOG_DEBUG("Data address is %p\n\n", static_cast<void *>(upload));
+    if (upload == nullptr) return PD_ERR_NOT_SENT;
+  }
   sns_composed_request *composed = route.compose(params);
-  if (composed == nullptr) return PD_ERR_NOT_SENT;
+  if (composed == nullptr) {
+    pd::upload::release(upload);
+    return PD_ERR_NOT_SENT;
+  }
 
   char *url = __network_manager_make_url(composed, route.category);
   auto *request = static_cast<sns_nt_request *>(std::calloc(1, sizeof(sns_nt_request)));
@@ -248,12 +266,15 @@ int pd_send_pluggin_request(void *instance, uint32_t code, void *params, void * 
   request->uBodyLen = composed->pszBody ? static_cast<uint32_t>(std::strlen(composed->pszBody)) : 0;
   request->pInstance = inst;
   request->pCallerData = inst->pCallerData;
-  request->pPrivData = nullptr;
-  request->uUploadValue = 0;
+  request->pPrivData = upload;
+  request->uUploadValue = route.upload ? 20 : 0;
   // The transport now owns the record, its URL and its body; the composed
   // request itself is the plug-in's and nothing reads it any more.
   std::free(composed);
-  return sns_nt_sendreq(inst->hTransport, request);
+  int e_ret = sns_nt_sendreq(inst->hTransport, request);
+  // A refused upload never comes back: its record has no one else to go to.
+  if (e_ret != 0) pd::upload::release(upload);
+  return e_ret;
 }
 
 // ---------------------------------------------------------------------------
@@ -276,6 +297,9 @@ int pd_response_cb(void *response_record) {
     } else if (const ReplyBranch &branch = kReplyBranches[response->uReqCode]; branch.receipt) {
       result = parse_branch(branch, response->pBody);
     }
+  } else if (response->uReqCode == PD_REQ_UPLOAD_PHOTO) {
+    // A failed exchange of an upload ends it: the engine hears the status.
+    pd::upload::release(static_cast<pd_upload_data *>(response->pPrivData));
   }
   deliver(*response, callback, result);
   PD_LOG_END();
