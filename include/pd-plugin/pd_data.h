@@ -39,8 +39,12 @@ PD_API int checkFullText(const char *text);
 PD_API int checkFolder(const char *text);
 PD_API int checkTargetType(const char *text);
 
-/* Writes a local-time display date ("Jan 01 at 00:00 am") for a count of
- * seconds since the epoch given as decimal text. */
+/* Writes a local-time display date ("Jan 01 at 00:00 am", hours 00 to 12
+ * "am", 13 to 23 less 12 "pm") for a count of seconds since the epoch given
+ * as decimal text. `dst` holds a NUL-terminated text (its old contents are
+ * cleared) and needs PD_DATA_DATE_SIZE bytes. Nothing is written for a null
+ * text or a time that no calendar year can hold. */
+#define PD_DATA_DATE_SIZE 19
 PD_API void data_Date(char *dst, const char *seconds);
 
 /* Scans a phone number for separators; nothing is returned. */

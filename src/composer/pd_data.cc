@@ -1,9 +1,16 @@
-// Text copies and releases shared by the composer and the parsers.
+// Text copies, keyword converters and checks, and display helpers shared
+// by the composer and the parsers.
 #include "pd-plugin/pd_data.h"
 
+#include <algorithm>
+#include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <string_view>
+
+#include "log.h"
 
 namespace {
 
@@ -18,6 +25,23 @@ int32_t keyword_index(const char *text, const char *const (&keywords)[N]) {
 
 constexpr const char *kSexes[] = {"male", "female"};
 constexpr const char *kServiceProviders[] = {"palisade", "velora", "vesper"};
+
+constexpr const char *kSendTypes[] = {"reply", "forward", "new"};
+constexpr const char *kFullTexts[] = {"full", "header"};
+constexpr const char *kFolders[] = {"inbox", "outbox", "save", "trash", "temp", "all", "commenting"};
+constexpr const char *kTargetTypes[] = {"photo",   "note",     "video",     "profile",
+                                        "activity", "bulletin", "statuslist"};
+
+// 0 when the keyword is in the table, 1 otherwise. A missing keyword is not
+// an allowed one: the callers then refuse the request instead of writing an
+// element the gateway would reject.
+template <size_t N>
+int check_keyword(const char *text, const char *const (&keywords)[N]) {
+  return keyword_index(text, keywords) >= 0 ? 0 : 1;
+}
+
+constexpr const char *kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                   "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
 }  // namespace
 
@@ -40,6 +64,8 @@ void data_Del(void *p) {
 void data_Str(char *dst, const char *src) {
   if (dst == nullptr || src == nullptr) return;
   size_t length = std::strlen(src);
+  // The first four bytes are cleared as always, but never past the
+  // length + 2 bytes the destination is known to hold.
   std::memset(dst, 0, 4 < length + 2 ? 4 : length + 2);
   std::memcpy(dst, src, length + 1);
   // One NUL more past the terminator: callers that read the text as a
@@ -49,8 +75,15 @@ void data_Str(char *dst, const char *src) {
 
 void data_Int(const char *text, int32_t *out) {
   if (out == nullptr) return;
-  *out = text == nullptr ? PD_DATA_MISSING
-                         : static_cast<int32_t>(std::strtol(text, nullptr, 10));
+  if (text == nullptr) {
+    *out = PD_DATA_MISSING;
+    return;
+  }
+  // Out-of-range numbers saturate, as they always did where long has 32 bits.
+  long long value = std::strtoll(text, nullptr, 10);
+  if (value > INT32_MAX) value = INT32_MAX;
+  if (value < INT32_MIN) value = INT32_MIN;
+  *out = static_cast<int32_t>(value);
 }
 
 void data_Sex(const char *text, int32_t *out) {
@@ -72,6 +105,61 @@ void data_Bool(const char *text, uint8_t *out, uint8_t fallback) {
   if (text == nullptr) return;
   if (std::strcmp(text, "true") == 0) *out = 1;
   else if (std::strcmp(text, "false") == 0) *out = 0;
+}
+
+int checkSendType(const char *text) { return check_keyword(text, kSendTypes); }
+
+int checkFullText(const char *text) { return check_keyword(text, kFullTexts); }
+
+int checkFolder(const char *text) { return check_keyword(text, kFolders); }
+
+int checkTargetType(const char *text) {
+  PD_LOG_STDOUT("checkTargetType : %s\n", PD_STR(text));
+  return check_keyword(text, kTargetTypes);
+}
+
+void data_Date(char *dst, const char *seconds) {
+  if (dst == nullptr || seconds == nullptr) return;
+  std::time_t when = static_cast<std::time_t>(std::strtoll(seconds, nullptr, 10));
+  std::tm local{};
+  if (localtime_r(&when, &local) == nullptr) return;  // beyond what a calendar year can hold
+  // The date always cleared four times the old text's length, which runs past
+  // a destination that was only sized for that text. Clearing the old text
+  // itself leaves the same visible result (no stale tail after the new date)
+  // and writes nothing beyond the old text and the new one.
+  std::memset(dst, 0, std::strlen(dst));
+  // Hours up to 12 read "am" as they stand (noon is "12:mm am"); later ones
+  // lose 12 and read "pm".
+  bool morning = local.tm_hour <= 12;
+  char text[32];
+  int length = std::snprintf(text, sizeof text, "%s %02d at %02d:%02d %s", kMonths[local.tm_mon],
+                             local.tm_mday, morning ? local.tm_hour : local.tm_hour - 12,
+                             local.tm_min, morning ? "am" : "pm");
+  // A broken-down time keeps every field in range, so the date always has
+  // PD_DATA_DATE_SIZE - 1 characters; the bound only guards the destination.
+  std::memcpy(dst, text, std::min<size_t>(length, PD_DATA_DATE_SIZE - 1));
+  dst[std::min<size_t>(length, PD_DATA_DATE_SIZE - 1)] = '\0';
+}
+
+void data_Phone(const char *text) {
+  if (text == nullptr) return;
+  size_t length = std::strlen(text);
+  auto *digits = static_cast<char *>(std::malloc(length + 1));
+  if (digits == nullptr) return;
+  // A separator is dropped together with the eight characters after it. The
+  // scan makes strlen(text) steps but stops at the end of the text, where a
+  // skip would otherwise carry it.
+  size_t at = 0, kept = 0;
+  for (size_t step = 0; step < length && at < length; ++step) {
+    if (text[at] == '-') {
+      at += 9;
+    } else {
+      digits[kept++] = text[at++];
+    }
+  }
+  digits[kept] = '\0';
+  // Nothing uses the result yet; it is not kept.
+  std::free(digits);
 }
 
 char *data_RejectCDATA(const char *text) {
