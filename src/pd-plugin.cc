@@ -37,10 +37,37 @@ struct RequestRoute {
 
 constexpr uint32_t kCodeCount = PD_REQ_LAST + 1;
 
-// Served codes get their operation as it is built; until then a row stays
-// empty and its code is refused like an unserved one.
+// The parameter block is the engine's pointer: an array of texts for the
+// codes that take several words, the text itself for those that take one.
+char **words(void *params) { return static_cast<char **>(params); }
+const char *text(void *params) { return static_cast<const char *>(params); }
+
+// Codes without a row are not served and are refused.
 constexpr std::array<RequestRoute, kCodeCount> kRequestRoutes = [] {
   std::array<RequestRoute, kCodeCount> routes{};
+  routes[PD_REQ_LOGIN] = {[](void *p) { return _compose_torvane_gateway_login(words(p)); }, 1, false};
+  routes[PD_REQ_ACTIVITY_FEED] = {[](void *) { return _compose_torvane_gateway_get_status(); }, 9, false};
+  routes[PD_REQ_SET_STATUS] = {[](void *p) { return _compose_torvane_gateway_add_status(text(p)); }, 4, false};
+  routes[PD_REQ_GET_PHOTO_COMMENTS] = {
+      [](void *p) { return _compose_torvane_gateway_get_comment_status(text(p), "photo"); }, 14, false};
+  routes[PD_REQ_UPLOAD_PHOTO] = {
+      [](void *p) { return _compose_torvane_gateway_add_photo(words(p)[0], words(p)[1]); }, 11, true};
+  routes[PD_REQ_COMMENT_PHOTO] = {
+      [](void *p) { return _compose_torvane_gateway_comment_status(words(p), "photo"); }, 14, false};
+  routes[PD_REQ_COMMENT_ACTIVITY] = {
+      [](void *p) { return _compose_torvane_gateway_comment_status(words(p), "activity"); }, 14, false};
+  routes[PD_REQ_GET_ACTIVITY_COMMENTS] = {
+      [](void *p) { return _compose_torvane_gateway_get_comment_status(text(p), "activity"); }, 14, false};
+  routes[PD_REQ_ALBUM_LIST] = {[](void *) { return _compose_torvane_gateway_get_album_list(); }, 12, false};
+  routes[PD_REQ_ALBUM_PHOTOS] = {
+      [](void *p) { return _compose_torvane_gateway_get_album_photo_list(text(p)); }, 12, false};
+  routes[PD_REQ_LOGOUT] = {[](void *p) { return _compose_torvane_gateway_logout(p); }, 1, false};
+  routes[PD_REQ_FRIENDS] = {[](void *) { return _compose_torvane_gateway_get_friends_list(); }, 6, false};
+  routes[PD_REQ_PEOPLE_SEARCH] = {[](void *p) { return _compose_torvane_gateway_search(text(p)); }, 39, false};
+  routes[PD_REQ_MESSAGE_FOLDER] = {
+      [](void *p) { return _compose_torvane_gateway_get_message_folder(text(p)); }, 21, false};
+  routes[PD_REQ_SEND_MESSAGE] = {
+      [](void *p) { return _compose_torvane_gateway_send_message(words(p)); }, 20, false};
   return routes;
 }();
 
