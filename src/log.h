@@ -80,6 +80,15 @@ inline const char *str(const char *text) noexcept { return text ? text : "(null)
     if (::pd::log::debug_on()) ::pd::log::plain(::pd::log::Channel::err, __VA_ARGS__); \
   } while (0)
 
+// For a helper shared by several named functions: the line names the
+// function the helper works for, as if that function wrote it.
+#define PD_LOG_DEBUG_FOR(function, ...)                                         \
+  do {                                                                           \
+    if (::pd::log::debug_on())                                                   \
+      ::pd::log::line(::pd::log::Channel::debug, PD_LOG_SOURCE, function, __LINE__, \
+                      __VA_ARGS__);                                              \
+  } while (0)
+
 // Brackets of a function's work.
 #define PD_LOG_START() PD_LOG_DEBUG("START >>>>>>>>\n\n")
 #define PD_LOG_END() PD_LOG_DEBUG("END >>>>>>>>\n\n")

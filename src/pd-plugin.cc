@@ -14,6 +14,7 @@
 #include "frame.h"
 #include "log.h"
 #include "parser/pd_parser.h"
+#include "parser/pdXmlPhoto.h"
 #include "pd-plugin/pd_settings.h"
 #include "pd-plugin/pd_upload.h"
 #include "pd_assert.h"
@@ -31,14 +32,42 @@ using Compose = sns_composed_request *(*)(void *params);
 struct RequestRoute {
   Compose compose;    // null: the code is not served and is refused
   uint32_t category;  // method category of the URL
+  bool upload;        // the photo upload: the request carries an upload record
 };
 
 constexpr uint32_t kCodeCount = PD_REQ_LAST + 1;
 
-// Served codes get their operation as it is built; until then a row stays
-// empty and its code is refused like an unserved one.
+// The parameter block is the engine's pointer: an array of texts for the
+// codes that take several words, the text itself for those that take one.
+char **words(void *params) { return static_cast<char **>(params); }
+const char *text(void *params) { return static_cast<const char *>(params); }
+
+// Codes without a row are not served and are refused.
 constexpr std::array<RequestRoute, kCodeCount> kRequestRoutes = [] {
   std::array<RequestRoute, kCodeCount> routes{};
+  routes[PD_REQ_LOGIN] = {[](void *p) { return _compose_torvane_gateway_login(words(p)); }, 1, false};
+  routes[PD_REQ_ACTIVITY_FEED] = {[](void *) { return _compose_torvane_gateway_get_status(); }, 9, false};
+  routes[PD_REQ_SET_STATUS] = {[](void *p) { return _compose_torvane_gateway_add_status(text(p)); }, 4, false};
+  routes[PD_REQ_GET_PHOTO_COMMENTS] = {
+      [](void *p) { return _compose_torvane_gateway_get_comment_status(text(p), "photo"); }, 14, false};
+  routes[PD_REQ_UPLOAD_PHOTO] = {
+      [](void *p) { return _compose_torvane_gateway_add_photo(words(p)[0], words(p)[1]); }, 11, true};
+  routes[PD_REQ_COMMENT_PHOTO] = {
+      [](void *p) { return _compose_torvane_gateway_comment_status(words(p), "photo"); }, 14, false};
+  routes[PD_REQ_COMMENT_ACTIVITY] = {
+      [](void *p) { return _compose_torvane_gateway_comment_status(words(p), "activity"); }, 14, false};
+  routes[PD_REQ_GET_ACTIVITY_COMMENTS] = {
+      [](void *p) { return _compose_torvane_gateway_get_comment_status(text(p), "activity"); }, 14, false};
+  routes[PD_REQ_ALBUM_LIST] = {[](void *) { return _compose_torvane_gateway_get_album_list(); }, 12, false};
+  routes[PD_REQ_ALBUM_PHOTOS] = {
+      [](void *p) { return _compose_torvane_gateway_get_album_photo_list(text(p)); }, 12, false};
+  routes[PD_REQ_LOGOUT] = {[](void *p) { return _compose_torvane_gateway_logout(p); }, 1, false};
+  routes[PD_REQ_FRIENDS] = {[](void *) { return _compose_torvane_gateway_get_friends_list(); }, 6, false};
+  routes[PD_REQ_PEOPLE_SEARCH] = {[](void *p) { return _compose_torvane_gateway_search(text(p)); }, 39, false};
+  routes[PD_REQ_MESSAGE_FOLDER] = {
+      [](void *p) { return _compose_torvane_gateway_get_message_folder(text(p)); }, 21, false};
+  routes[PD_REQ_SEND_MESSAGE] = {
+      [](void *p) { return _compose_torvane_gateway_send_message(words(p)); }, 20, false};
   return routes;
 }();
 
@@ -86,7 +115,9 @@ intptr_t parse_branch(const ReplyBranch &branch, const char *body) {
 }
 
 // The photo upload's replies. Returns false when no notification must be
-// delivered (the exchange goes on, or it cannot be followed).
+// delivered: a further chunk is under way, or the reply cannot be followed.
+// When a notification is due the exchange is over and its upload data
+// record is released here: the transport has no request of it left.
 bool upload_branch(const sns_nt_response &response, intptr_t &result) {
   PD_LOG_DEBUG("Get Comment status response recieved\n\n");
   PD_LOG_DEBUG("Body=%s\n\n", PD_STR(response.pBody));
@@ -97,14 +128,17 @@ bool upload_branch(const sns_nt_response &response, intptr_t &result) {
   }
   auto *upload = static_cast<pd_upload_data *>(response.pPrivData);
   PD_LOG_DEBUG("File Name to upload %s\n\n", PD_STR(upload->pszFileName));
+  result = 0;
   if (response.pBody == nullptr) {
     PD_LOG_DEBUG("Body is NULL... failed\n\n");
-    result = 0;
-    return true;
+  } else {
+    int32_t status = PD_UPLOAD_STEP_FAILED;
+    intptr_t step = pd_handle_upload_response(const_cast<sns_nt_response *>(&response), upload,
+                                              &status);
+    if (status < PD_UPLOAD_STEP_DONE) return false;
+    if (status == PD_UPLOAD_STEP_DONE) result = step;
   }
-  // The upload steps are not built yet: the exchange ends here with a null
-  // result.
-  result = 0;
+  pd::upload::release(upload);
   return true;
 }
 
@@ -234,8 +268,19 @@ int pd_send_pluggin_request(void *instance, uint32_t code, void *params, void * 
   const RequestRoute &route = kRequestRoutes[code];
   if (route.compose == nullptr) return PD_ERR_NOT_SENT;
 
+  pd_upload_data *upload = nullptr;
+  if (route.upload) {
+    // Word 0 of the block is the photo's path; without it there is nothing
+    // to upload.
+    upload = sns_photo_upload_init(params ? static_cast<char **>(params)[0] : nullptr);
+    PD_LOG_DEBUG("Data address is %p\n\n", static_cast<void *>(upload));
+    if (upload == nullptr) return PD_ERR_NOT_SENT;
+  }
   sns_composed_request *composed = route.compose(params);
-  if (composed == nullptr) return PD_ERR_NOT_SENT;
+  if (composed == nullptr) {
+    pd::upload::release(upload);
+    return PD_ERR_NOT_SENT;
+  }
 
   char *url = __network_manager_make_url(composed, route.category);
   auto *request = static_cast<sns_nt_request *>(std::calloc(1, sizeof(sns_nt_request)));
@@ -252,12 +297,15 @@ int pd_send_pluggin_request(void *instance, uint32_t code, void *params, void * 
   request->uBodyLen = composed->pszBody ? static_cast<uint32_t>(std::strlen(composed->pszBody)) : 0;
   request->pInstance = inst;
   request->pCallerData = inst->pCallerData;
-  request->pPrivData = nullptr;
-  request->uUploadValue = 0;
+  request->pPrivData = upload;
+  request->uUploadValue = route.upload ? 20 : 0;
   // The transport now owns the record, its URL and its body; the composed
   // request itself is the plug-in's and nothing reads it any more.
   std::free(composed);
-  return sns_nt_sendreq(inst->hTransport, request);
+  int e_ret = sns_nt_sendreq(inst->hTransport, request);
+  // A refused upload never comes back: its record has no one else to go to.
+  if (e_ret != 0) pd::upload::release(upload);
+  return e_ret;
 }
 
 // ---------------------------------------------------------------------------
@@ -282,6 +330,9 @@ int pd_response_cb(void *response_record) {
       result = parse_branch(branch, response->pBody);
       parser = branch.parser;
     }
+  } else if (response->uReqCode == PD_REQ_UPLOAD_PHOTO) {
+    // A failed exchange of an upload ends it: the engine hears the status.
+    pd::upload::release(static_cast<pd_upload_data *>(response->pPrivData));
   }
   deliver(*response, callback, result, parser);
   PD_LOG_END();

@@ -53,6 +53,29 @@ typedef struct pd_upload_data {
   xml_photo_upload_location *pstLocation;
 } pd_upload_data;
 
+/* A new upload data record for the photo at `path` (the path is copied), in
+ * state 0; null for a null path. A path of PD_UPLOAD_MAX_PATH characters or
+ * more stops the process with an assertion. */
+PD_API pd_upload_data *sns_photo_upload_init(const char *path);
+
+/* Stores `state`; 1, or 0 for a null record. */
+PD_API int sns_photo_upload_set_state(pd_upload_data *upload, uint32_t state);
+
+/* One step of the exchange for a reply to a request of the upload (the
+ * transport's response record). `status` is preset to 4 by the caller and
+ * left at 2 (a further request was sent), 3 (finished: the result is the
+ * photo record, or a negative gateway error) or 4 (failed). */
+PD_API intptr_t pd_handle_upload_response(void *response, pd_upload_data *upload,
+                                          int32_t *status);
+
+/* Empty records of the exchange. */
+PD_API xml_photo_upload_location *__xml_photo_upload_location_init(void);
+PD_API xml_photo *__xml_photo_init(void);
+
+/* Releases the photo record that ends an upload (the engine's); null is
+ * ignored. */
+PD_API void __xml_photo_delete(xml_photo *photo);
+
 /* How a transport learns the length of an upload chunk (request kind 2).
  * Only the first chunk's request carries its length; later ones carry 0.
  * The upload data record in the private data has already been advanced past

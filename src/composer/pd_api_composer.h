@@ -49,6 +49,33 @@ PD_API int sns_engine_network_manager_make_request_t(sns_request_envelope envelo
 PD_API int __check_uri(const char *path);
 PD_API char *__network_manager_make_url(sns_composed_request *request, uint32_t category);
 
+/* Gateway operations: one per served engine request. Each returns a new
+ * composed request whose body is a request document, or null when nothing
+ * could be composed (no stored session key, a builder error). Parameter
+ * blocks are arrays of texts; any of them, and any text in them, may be
+ * null. */
+PD_API sns_composed_request *_compose_torvane_gateway_login(char **params);
+PD_API sns_composed_request *_compose_torvane_gateway_logout(void *params);
+PD_API sns_composed_request *_compose_torvane_gateway_get_friends_list(void);
+PD_API sns_composed_request *_compose_torvane_gateway_search(const char *search);
+PD_API sns_composed_request *_compose_torvane_gateway_get_status(void);
+PD_API sns_composed_request *_compose_torvane_gateway_add_status(const char *status);
+/* params: word 0 the comment, word 1 the commented item's id; kind "photo"
+ * or "activity". */
+PD_API sns_composed_request *_compose_torvane_gateway_comment_status(char **params,
+                                                                      const char *kind);
+PD_API sns_composed_request *_compose_torvane_gateway_get_comment_status(const char *id,
+                                                                          const char *kind);
+/* The first argument (the photo's path) is the dispatcher's business. */
+PD_API sns_composed_request *_compose_torvane_gateway_add_photo(const char *first,
+                                                                 const char *album);
+PD_API sns_composed_request *_compose_torvane_gateway_get_album_list(void);
+PD_API sns_composed_request *_compose_torvane_gateway_get_album_photo_list(const char *album);
+PD_API sns_composed_request *_compose_torvane_gateway_get_message_folder(const char *folder);
+/* params: words 0-1 receiver id and service provider, 2-3 the message and
+ * thread replied to, 4 title, 5 content, 6 send type. */
+PD_API sns_composed_request *_compose_torvane_gateway_send_message(char **params);
+
 PD_END_DECLS
 
 #endif

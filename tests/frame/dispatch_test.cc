@@ -169,11 +169,10 @@ TEST_F(Replies, UploadReplyWithoutItsRecordIsSilent) {
 }
 
 TEST_F(Replies, UploadReplyWithoutABodyEndsWithANullResult) {
-  char name[] = "/tmp/photo.jpg";
-  pd_upload_data upload{};
-  upload.pszFileName = name;
+  // The exchange ends here, so the plug-in releases the record.
+  pd_upload_data *upload = sns_photo_upload_init("/tmp/photo.jpg");
   LogCapture log;
-  reply(9, 200, nullptr, &upload);
+  reply(9, 200, nullptr, upload);
   EXPECT_TRUE(log.contains("File Name to upload /tmp/photo.jpg\n\n"));
   EXPECT_TRUE(log.contains("Body is NULL... failed\n\n"));
   ASSERT_EQ(notifications().size(), 1u);
