@@ -16,7 +16,7 @@ constexpr uint32_t kIndexes = 34;
 
 bool has_record(uint32_t index) {
   switch (index) {
-    case 0: case 6: case 7: case 8: case 31: case 32: return true;
+    case 0: case 6: case 7: case 8: case 29: case 30: case 31: case 32: return true;
     default: return false;
   }
 }

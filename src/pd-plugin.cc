@@ -118,7 +118,7 @@ intptr_t parse_branch(const ReplyBranch &branch, const char *body) {
 // delivered: a further chunk is under way, or the reply cannot be followed.
 // When a notification is due the exchange is over and its upload data
 // record is released here: the transport has no request of it left.
-bool upload_branch(const sns_nt_response &response, intptr_t &result) {
+bool upload_branch(const sns_nt_response &response, intptr_t &result, int32_t &parser) {
   PD_LOG_DEBUG("Get Comment status response recieved\n\n");
   PD_LOG_DEBUG("Body=%s\n\n", PD_STR(response.pBody));
   PD_LOG_DEBUG("Private Data is %p\n\n", response.pPrivData);
@@ -136,7 +136,10 @@ bool upload_branch(const sns_nt_response &response, intptr_t &result) {
     intptr_t step = pd_handle_upload_response(const_cast<sns_nt_response *>(&response), upload,
                                               &status);
     if (status < PD_UPLOAD_STEP_DONE) return false;
-    if (status == PD_UPLOAD_STEP_DONE) result = step;
+    if (status == PD_UPLOAD_STEP_DONE) {
+      result = step;
+      parser = PD_PARSER_UPLOAD_PHOTO;
+    }
   }
   pd::upload::release(upload);
   return true;
@@ -325,7 +328,7 @@ int pd_response_cb(void *response_record) {
   int32_t parser = -1;
   if (response->uHttpStatus == 200 && response->uReqCode < kCodeCount) {
     if (response->uReqCode == PD_REQ_UPLOAD_PHOTO) {
-      if (!upload_branch(*response, result)) return 0;
+      if (!upload_branch(*response, result, parser)) return 0;
     } else if (const ReplyBranch &branch = kReplyBranches[response->uReqCode]; branch.receipt) {
       result = parse_branch(branch, response->pBody);
       parser = branch.parser;

@@ -12,14 +12,13 @@
 
 #include "parser/pdXmlPhoto.h"
 
-#include <libxml/xmlmemory.h>
-
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "log.h"
+#include "parser/parse_support.h"
 #include "parser/pd_parser.h"
 #include "pd-plugin/pd_data.h"
 #include "pd-plugin/pd_plugin.h"
@@ -33,32 +32,13 @@ constexpr uint32_t kPhotoParser = 30;
 constexpr size_t kUrlSize = 200;
 constexpr size_t kHeaderSize = 4096;
 
-bool named(const xmlNode *node, const char *name) {
-  return node != nullptr && node->name != nullptr &&
-         std::strcmp(reinterpret_cast<const char *>(node->name), name) == 0;
-}
-
-// Replaces `field` with a copy of the node's attribute; the library's value
-// and an earlier copy are released.
-void take_attribute(char *&field, xmlNode *node, const char *attribute) {
-  xmlChar *value = xmlGetProp(node, reinterpret_cast<const xmlChar *>(attribute));
-  data_Del(field);
-  field = data_Cpy(reinterpret_cast<const char *>(value));
-  xmlFree(value);
-}
+using pd::parser::is_element;
+using pd::parser::is_named;
+using pd::parser::store_attr;
 
 void log_location(const xml_photo_upload_location &location) {
   PD_LOG_DEBUG("Upload Location is %s\n\n", PD_STR(location.pszHostAddr));
   PD_LOG_DEBUG("Resource Id is %s\n\n", PD_STR(location.pszResourceID));
-}
-
-void location_delete(xml_photo_upload_location *location) {
-  if (location == nullptr) return;
-  data_Del(location->pszFileName);
-  data_Del(location->pszHostAddr);
-  data_Del(location->pszResourceID);
-  data_Del(location->pszExpires);
-  std::free(location);
 }
 
 // A parse result of the frame is a record only when it is positive: null is
@@ -123,7 +103,7 @@ void first_chunk(const sns_nt_response &response, pd_upload_data *upload, int32_
     return;
   }
   log_location(*location);
-  location_delete(upload->pstLocation);
+  pd::upload::location_delete(upload->pstLocation);
   upload->pstLocation = location;
 
   std::FILE *file = std::fopen(upload->pszFileName, "rb");
@@ -234,6 +214,13 @@ intptr_t last_answer(const sns_nt_response &response, int32_t &status) {
 
 namespace pd::upload {
 
+void location_delete(xml_photo_upload_location *location) noexcept {
+  if (location == nullptr) return;
+  pd::parser::release_texts(location->pszFileName, location->pszHostAddr,
+                            location->pszResourceID, location->pszExpires);
+  std::free(location);
+}
+
 void release(pd_upload_data *upload) noexcept {
   if (upload == nullptr) return;
   location_delete(upload->pstLocation);
@@ -277,42 +264,33 @@ xml_photo *__xml_photo_init(void) {
 
 void __xml_photo_delete(xml_photo *photo) {
   if (photo == nullptr) return;
-  data_Del(photo->pszID);
-  data_Del(photo->pszAlbumID);
-  data_Del(photo->pszSP);
-  data_Del(photo->pszStatus);
+  pd::parser::release_texts(photo->pszID, photo->pszAlbumID, photo->pszSP, photo->pszStatus);
   std::free(photo);
 }
 
 void xml_photo_update_location(uint32_t depth, const char *parent, xmlNode *node,
                                intptr_t *result) {
-  if (result == nullptr) return;
-  if (depth == 0 && named(node, "Response")) {
-    location_delete(as_record<xml_photo_upload_location>(*result));
-    *result = reinterpret_cast<intptr_t>(__xml_photo_upload_location_init());
-  } else if (depth == 1 && named(node, "UploadLocation") && parent != nullptr &&
-             std::strcmp(parent, "Response") == 0) {
-    if (auto *location = as_record<xml_photo_upload_location>(*result)) {
-      take_attribute(location->pszFileName, node, "FileName");
-      take_attribute(location->pszHostAddr, node, "HostAddr");
-      take_attribute(location->pszResourceID, node, "ResourceID");
-      take_attribute(location->pszExpires, node, "Expires");
+  if (depth == 0) {
+    pd::parser::open_reply(node, result, __xml_photo_upload_location_init);
+  } else if (depth == 1 && is_element(node, "UploadLocation") && is_named(parent, "Response")) {
+    if (auto *location = pd::parser::record_in<xml_photo_upload_location>(result)) {
+      store_attr(location->pszFileName, node, "FileName");
+      store_attr(location->pszHostAddr, node, "HostAddr");
+      store_attr(location->pszResourceID, node, "ResourceID");
+      store_attr(location->pszExpires, node, "Expires");
     }
   }
 }
 
 void xml_photo_upload(uint32_t depth, const char *parent, xmlNode *node, intptr_t *result) {
-  if (result == nullptr) return;
-  if (depth == 0 && named(node, "Response")) {
-    __xml_photo_delete(as_record<xml_photo>(*result));
-    *result = reinterpret_cast<intptr_t>(__xml_photo_init());
-  } else if (depth == 1 && named(node, "Photo") && parent != nullptr &&
-             std::strcmp(parent, "Response") == 0) {
-    if (auto *photo = as_record<xml_photo>(*result)) {
-      take_attribute(photo->pszID, node, "ID");
-      take_attribute(photo->pszAlbumID, node, "AlbumID");
-      take_attribute(photo->pszSP, node, "SP");
-      take_attribute(photo->pszStatus, node, "Status");
+  if (depth == 0) {
+    pd::parser::open_reply(node, result, __xml_photo_init);
+  } else if (depth == 1 && is_element(node, "Photo") && is_named(parent, "Response")) {
+    if (auto *photo = pd::parser::record_in<xml_photo>(result)) {
+      store_attr(photo->pszID, node, "ID");
+      store_attr(photo->pszAlbumID, node, "AlbumID");
+      store_attr(photo->pszSP, node, "SP");
+      store_attr(photo->pszStatus, node, "Status");
     }
   }
 }

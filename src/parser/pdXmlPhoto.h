@@ -21,6 +21,9 @@ PD_END_DECLS
 
 namespace pd::upload {
 
+// Releases a location record with its texts; null is ignored.
+void location_delete(xml_photo_upload_location *location) noexcept;
+
 // Releases an upload data record with its file name and location record.
 // The plug-in calls it once an exchange is over: no request of the exchange
 // is left with the transport, so nothing refers to the record any more.

@@ -11,6 +11,7 @@
 
 #include "parser/parse_support.h"
 #include "parser/pd_xml_handlers.h"
+#include "parser/pdXmlPhoto.h"
 #include "pd-plugin/pd_data.h"
 #include "pd-plugin/pd_records.h"
 
@@ -73,6 +74,14 @@ void discard_album_photos(intptr_t result) {
   data_Del(record);
 }
 
+void discard_upload_location(intptr_t result) {
+  pd::upload::location_delete(reinterpret_cast<xml_photo_upload_location *>(result));
+}
+
+void discard_uploaded_photo(intptr_t result) {
+  __xml_photo_delete(reinterpret_cast<xml_photo *>(result));
+}
+
 constexpr std::array<ParserRow, kIndexCount> kParsers = [] {
   std::array<ParserRow, kIndexCount> rows{};
   rows[PD_PARSER_LOGIN] = {xml_login_parser, discard_login};
@@ -83,8 +92,8 @@ constexpr std::array<ParserRow, kIndexCount> kParsers = [] {
   rows[PD_PARSER_MESSAGE_FOLDER] = {nullptr, nullptr};  // message folder: not built yet
   rows[PD_PARSER_PEOPLE_SEARCH] = {nullptr, nullptr};   // people search: not built yet
   rows[PD_PARSER_PROFILE_SET] = {nullptr, nullptr};     // profile set: not built yet
-  rows[PD_PARSER_UPLOAD_LOCATION] = {nullptr, nullptr}; // photo upload: not built yet
-  rows[PD_PARSER_UPLOAD_PHOTO] = {nullptr, nullptr};    // photo upload: not built yet
+  rows[PD_PARSER_UPLOAD_LOCATION] = {xml_photo_update_location, discard_upload_location};
+  rows[PD_PARSER_UPLOAD_PHOTO] = {xml_photo_upload, discard_uploaded_photo};
   rows[PD_PARSER_ALBUMS] = {xml_photo_album_get_parser, discard_albums};
   // Whole-document parser: __xml_parser_store calls it directly.
   rows[PD_PARSER_ALBUM_PHOTOS] = {nullptr, discard_album_photos};

@@ -8,6 +8,7 @@
 
 #include "pd-plugin/pd_data.h"
 #include "pd-plugin/pd_records.h"
+#include "pd-plugin/pd_upload.h"
 
 namespace pd_test {
 
@@ -62,6 +63,17 @@ inline void release_album_photos(intptr_t result) {
   data_Del(record);
 }
 
+// The location record never reaches the engine (the upload keeps it); a
+// parse of it on its own is released field by field.
+inline void release_upload_location(intptr_t result) {
+  auto *location = reinterpret_cast<xml_photo_upload_location *>(result);
+  data_Del(location->pszFileName);
+  data_Del(location->pszHostAddr);
+  data_Del(location->pszResourceID);
+  data_Del(location->pszExpires);
+  data_Del(location);
+}
+
 // By parser index; numbers (0, negative error numbers) are not records.
 inline void release_result(uint32_t index, intptr_t result) {
   if (result <= 0) return;
@@ -70,6 +82,8 @@ inline void release_result(uint32_t index, intptr_t result) {
     case 6: release_comment_post(result); break;
     case 7: release_comment_retrieve(result); break;
     case 8: release_friends(result); break;
+    case 29: release_upload_location(result); break;
+    case 30: __xml_photo_delete(reinterpret_cast<xml_photo *>(result)); break;
     case 31: release_albums(result); break;
     case 32: release_album_photos(result); break;
     default: break;
