@@ -169,6 +169,31 @@ void deliver(const sns_nt_response &response, pd_engine_cb callback, intptr_t re
 
 }  // namespace
 
+namespace pd::frame {
+
+sns_nt_request *new_request(pd_inst *inst, const RequestShape &shape) {
+  // Zero-filled: the words the transport does not read hold no leftovers.
+  auto *request = static_cast<sns_nt_request *>(std::calloc(1, sizeof(sns_nt_request)));
+  PD_ASSERT(request);
+  request->hTransport = inst->hTransport;
+  request->uReqId = pd_util_reqid();
+  request->uReqCode = shape.code;
+  request->uKind = shape.kind;
+  request->uWord16 = shape.word16;
+  request->uWord20 = 9;
+  request->pszUrl = shape.url;
+  request->pheader = shape.header;
+  request->pBody = shape.body;
+  request->uBodyLen = shape.body_length;
+  request->pInstance = inst;
+  request->pCallerData = inst->pCallerData;
+  request->pPrivData = shape.private_data;
+  request->uUploadValue = shape.upload_value;
+  return request;
+}
+
+}  // namespace pd::frame
+
 extern "C" {
 
 // ---------------------------------------------------------------------------
@@ -286,22 +311,10 @@ int pd_send_pluggin_request(void *instance, uint32_t code, void *params, void * 
   }
 
   char *url = __network_manager_make_url(composed, route.category);
-  auto *request = static_cast<sns_nt_request *>(std::calloc(1, sizeof(sns_nt_request)));
-  PD_ASSERT(request);
-  request->hTransport = inst->hTransport;
-  request->uReqId = pd_util_reqid();
-  request->uReqCode = code;
-  request->uKind = SNS_NT_KIND_XML;
-  request->uWord16 = 0;
-  request->uWord20 = 9;
-  request->pszUrl = url;
-  request->pheader = nullptr;
-  request->pBody = composed->pszBody;
-  request->uBodyLen = composed->pszBody ? static_cast<uint32_t>(std::strlen(composed->pszBody)) : 0;
-  request->pInstance = inst;
-  request->pCallerData = inst->pCallerData;
-  request->pPrivData = upload;
-  request->uUploadValue = route.upload ? 20 : 0;
+  char *body = composed->pszBody;
+  uint32_t length = body ? static_cast<uint32_t>(std::strlen(body)) : 0;
+  sns_nt_request *request = pd::frame::new_request(
+      inst, {code, SNS_NT_KIND_XML, 0, url, nullptr, body, length, upload, route.upload ? 20u : 0u});
   // The transport now owns the record, its URL and its body; the composed
   // request itself is the plug-in's and nothing reads it any more.
   std::free(composed);

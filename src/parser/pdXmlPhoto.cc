@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "frame.h"
 #include "log.h"
 #include "parser/parse_support.h"
 #include "parser/pd_parser.h"
@@ -68,24 +69,12 @@ void send_chunk(const sns_nt_response &response, pd_upload_data *upload, char *c
   std::snprintf(psz_url, kUrlSize, "http://%s/%s", PD_STR(location.pszHostAddr),
                 PD_STR(location.pszResourceID));
 
-  auto *request = static_cast<sns_nt_request *>(std::calloc(1, sizeof(sns_nt_request)));
-  PD_ASSERT(request);
-  request->pheader = static_cast<char *>(std::calloc(kHeaderSize, 1));
-  PD_ASSERT(request->pheader);
-  std::snprintf(request->pheader, kHeaderSize, "%s", "Content-Type: image/jpg\r\n");
-  request->hTransport = inst->hTransport;
-  request->uReqId = pd_util_reqid();
-  request->uReqCode = PD_REQ_UPLOAD_PHOTO;
-  request->uKind = SNS_NT_KIND_CHUNK;
-  request->uWord16 = 9;
-  request->uWord20 = 9;
-  request->pszUrl = psz_url;
-  request->pBody = chunk;
-  request->uBodyLen = body_length;
-  request->pInstance = inst;
-  request->pCallerData = inst->pCallerData;
-  request->pPrivData = upload;
-  request->uUploadValue = 20;
+  char *header = static_cast<char *>(std::calloc(kHeaderSize, 1));
+  PD_ASSERT(header);
+  std::snprintf(header, kHeaderSize, "%s", "Content-Type: image/jpg\r\n");
+  sns_nt_request *request = pd::frame::new_request(
+      inst, {PD_REQ_UPLOAD_PHOTO, SNS_NT_KIND_CHUNK, 9, psz_url, header, chunk, body_length,
+             upload, 20});
   // A refused chunk ends the exchange unnoticed by the engine; the
   // transport has released the request, and nothing refers to the upload
   // any more.
