@@ -70,7 +70,7 @@ void send_chunk(const sns_nt_response &response, pd_upload_data *upload, char *c
                 PD_STR(location.pszResourceID));
 
   char *header = static_cast<char *>(std::calloc(kHeaderSize, 1));
-  PD_ASSERT(header);
+  PD_ASSERT_TEXT(header, "request->pheader");
   std::snprintf(header, kHeaderSize, "%s", "Content-Type: image/jpg\r\n");
   sns_nt_request *request = pd::frame::new_request(
       inst, {PD_REQ_UPLOAD_PHOTO, SNS_NT_KIND_CHUNK, 9, psz_url, header, chunk, body_length,
