@@ -110,8 +110,11 @@ std::unique_ptr<Exchange> Exchange::prepare(sns_nt_request *request, size_t repl
 
   bool has_content_type = false;
   if (!exchange->add_extra_headers(request->pheader, &has_content_type) ||
-      (request->uKind == SNS_NT_KIND_XML && !has_content_type &&
-       !exchange->add_header("Content-Type: text/xml")) ||
+      // Without a type of its own a chunk would go out as a form, which
+      // servers may cap or decode.
+      (!has_content_type && !exchange->add_header(request->uKind == SNS_NT_KIND_XML
+                                                      ? "Content-Type: text/xml"
+                                                      : "Content-Type: application/octet-stream")) ||
       (range[0] != '\0' && !exchange->add_header(range)) ||
       // A body is sent at once: waiting for "100 Continue" only costs a round trip.
       !exchange->add_header("Expect:")) {
