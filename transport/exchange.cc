@@ -73,23 +73,24 @@ std::unique_ptr<Exchange> Exchange::prepare(sns_nt_request *request, size_t repl
     return nullptr;
   }
   std::unique_ptr<Exchange> exchange(new Exchange(request, reply_limit));
+  // A refused record stays the caller's.
+  auto refuse = [&](const char *reason) {
+    exchange->request_ = nullptr;
+    *why = reason;
+    return nullptr;
+  };
   uint32_t length = request->uBodyLen;
   char range[96] = "";
   if (request->uKind == SNS_NT_KIND_CHUNK) {
     // Only the first chunk's record carries its length; the upload data
     // record has already been advanced past the chunk it describes.
     const auto *upload = static_cast<const pd_upload_data *>(request->pPrivData);
-    if (upload == nullptr) {
-      *why = "upload chunk without upload data";
-      return nullptr;
-    }
+    if (upload == nullptr) return refuse("upload chunk without upload data");
     length = pd_upload_chunk_length(upload, request->uBodyLen);
     uint64_t end = upload->uOffset;
     if (upload->iFileSize < 0 || length > end || end > static_cast<uint64_t>(upload->iFileSize) ||
-        (length == 0 && upload->iFileSize != 0)) {
-      *why = "upload data does not describe a chunk";
-      return nullptr;
-    }
+        (length == 0 && upload->iFileSize != 0))
+      return refuse("upload data does not describe a chunk");
     exchange->is_chunk_ = true;
     exchange->range_total_ = static_cast<uint64_t>(upload->iFileSize);
     exchange->range_first_ = end - length;
@@ -101,10 +102,7 @@ std::unique_ptr<Exchange> Exchange::prepare(sns_nt_request *request, size_t repl
                     static_cast<unsigned long long>(end - 1),
                     static_cast<unsigned long long>(upload->iFileSize));
   }
-  if (length > 0 && request->pBody == nullptr) {
-    *why = "body length without a body";
-    return nullptr;
-  }
+  if (length > 0 && request->pBody == nullptr) return refuse("body length without a body");
   if (length > 0) exchange->send_data_ = request->pBody;
   exchange->send_length_ = length;
 
@@ -117,10 +115,8 @@ std::unique_ptr<Exchange> Exchange::prepare(sns_nt_request *request, size_t repl
                                                       : "Content-Type: application/octet-stream")) ||
       (range[0] != '\0' && !exchange->add_header(range)) ||
       // A body is sent at once: waiting for "100 Continue" only costs a round trip.
-      !exchange->add_header("Expect:")) {
-    *why = "out of memory";
-    return nullptr;
-  }
+      !exchange->add_header("Expect:"))
+    return refuse("out of memory");
   return exchange;
 }
 

@@ -1,7 +1,8 @@
 #include "support/gateway_sim.h"
 
+#include <curl/curl.h>
 #include <signal.h>
-#include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,8 +12,6 @@
 #include <fstream>
 #include <sstream>
 #include <thread>
-
-extern char **environ;
 
 namespace pd_test {
 namespace {
@@ -110,9 +109,16 @@ bool GatewaySim::start(const std::vector<std::string> &switches, std::string *er
   std::vector<char *> argv;
   for (std::string &arg : args) argv.push_back(arg.data());
   argv.push_back(nullptr);
-  if (posix_spawn(&pid_, argv[0], nullptr, nullptr, argv.data(), environ) != 0) {
-    pid_ = -1;
-    return *error = "cannot run " + args[0], false;
+  pid_t parent = getpid();
+  pid_ = fork();
+  if (pid_ < 0) return *error = "cannot fork", false;
+  if (pid_ == 0) {
+    // A test that crashes must not leave the simulator running (and holding
+    // the test's output open).
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (getppid() != parent) _exit(127);
+    execv(argv[0], argv.data());
+    _exit(127);
   }
   // Sanitizer builds start slowly; a healthy simulator is ready in well
   // under a second.
@@ -178,6 +184,29 @@ std::string GatewaySim::gateway_url(std::string_view path) {
 bool GatewaySim::requests(std::vector<RecordedRequest> *requests, std::string *error) const {
   if (dir_.empty()) return *error = "gateway-sim is not running", false;
   return parse_record(read_file(dir_ + "/record"), requests, error);
+}
+
+}  // namespace pd_test
+
+namespace pd_test {
+
+std::optional<std::string> GatewaySim::fetch(const std::string &path) const {
+  CURL *easy = curl_easy_init();
+  if (easy == nullptr) return std::nullopt;
+  std::string url = "http://127.0.0.1:" + std::to_string(http_port_) + path, body;
+  curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
+  curl_easy_setopt(easy, CURLOPT_PROXY, "");
+  curl_easy_setopt(easy, CURLOPT_WRITEDATA, &body);
+  curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, +[](char *bytes, size_t size, size_t count, void *out) {
+    static_cast<std::string *>(out)->append(bytes, size * count);
+    return size * count;
+  });
+  long status = 0;
+  CURLcode result = curl_easy_perform(easy);
+  curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
+  curl_easy_cleanup(easy);
+  if (result != CURLE_OK || status != 200) return std::nullopt;
+  return body;
 }
 
 }  // namespace pd_test

@@ -6,6 +6,7 @@
 
 #include <sys/types.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -59,6 +60,10 @@ class GatewaySim {
   static std::string gateway_url(std::string_view path);
   // The host uploads are sent to.
   static std::string upload_host() { return "upload.palisade.example"; }
+
+  // The body of a plain GET on the simulator's HTTP port (uploaded
+  // pictures), or nothing when no 200 answer came.
+  std::optional<std::string> fetch(const std::string &path) const;
 
   // Every request recorded so far; false when the record cannot be split.
   bool requests(std::vector<RecordedRequest> *requests, std::string *error) const;

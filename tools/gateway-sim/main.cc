@@ -103,6 +103,9 @@ class Server {
   void configure(httplib::Server &server, bool secure) {
     // One client connection stays one connection, so reuse can be observed.
     server.set_keep_alive_max_count(1000000);
+    // Headers and body leave in separate writes; without this the body
+    // waits for the client's delayed acknowledgement.
+    server.set_tcp_nodelay(true);
     server.set_keep_alive_timeout(60);
     server.set_read_timeout(60);
     server.set_write_timeout(60);
