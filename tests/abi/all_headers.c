@@ -5,5 +5,6 @@
 #include "pd-plugin/pd_settings.h"
 #include "pd-plugin/pd_upload.h"
 #include "sns-tiface/sns_nt.h"
+#include "sns-tiface/sns_nt_progress.h"
 
 int main(void) { return 0; }
