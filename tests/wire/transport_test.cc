@@ -29,6 +29,26 @@ using pd_test::Responses;
 
 constexpr const char *kGoldenKey = "00000000000000000000000000000001";
 
+// A TCP socket bound to a free loopback port.
+int loopback_socket(int *port) {
+  int fd = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t length = sizeof address;
+  if (bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||
+      getsockname(fd, reinterpret_cast<sockaddr *>(&address), &length) != 0)
+    ADD_FAILURE() << "no loopback port";
+  *port = ntohs(address.sin_port);
+  return fd;
+}
+
+// Plain HTTP to the gateway host goes to this loopback port.
+void point_gateway_at(int port) {
+  setenv("SNS_NT_CONNECT_TO",
+         (std::string(PD_GATEWAY_HOST) + ":80:127.0.0.1:" + std::to_string(port)).c_str(), 1);
+}
+
 class Wire : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -216,16 +236,9 @@ TEST_F(Wire, RefusesAServerTheAuthorityDidNotSign) {
 
 TEST_F(Wire, UnreachableGatewayGivesStatusZero) {
   // A port that was free a moment ago and has no listener now.
-  int probe = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  ASSERT_EQ(bind(probe, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
-  ASSERT_EQ(getsockname(probe, reinterpret_cast<sockaddr *>(&address), &length), 0);
-  close(probe);
-  std::string port = std::to_string(ntohs(address.sin_port));
-  setenv("SNS_NT_CONNECT_TO", (std::string(PD_GATEWAY_HOST) + ":80:127.0.0.1:" + port).c_str(), 1);
+  int port = 0;
+  close(loopback_socket(&port));
+  point_gateway_at(port);
   open_transport();
   Delivered reply = exchange("/palisade/friend/grouping", "friends");
   EXPECT_EQ(reply.record.uHttpStatus, 0u);
@@ -244,14 +257,9 @@ TEST_F(Wire, SlowGatewayTimesOut) {
 
 TEST_F(Wire, ResetConnectionGivesStatusZero) {
   // A listener that reads the request and resets the connection.
-  int listener = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+  int port = 0;
+  int listener = loopback_socket(&port);
   ASSERT_EQ(listen(listener, 1), 0);
-  ASSERT_EQ(getsockname(listener, reinterpret_cast<sockaddr *>(&address), &length), 0);
   std::thread resetter([listener] {
     int connection = accept(listener, nullptr, nullptr);
     char buffer[4096];
@@ -260,8 +268,7 @@ TEST_F(Wire, ResetConnectionGivesStatusZero) {
     setsockopt(connection, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
     close(connection);
   });
-  setenv("SNS_NT_CONNECT_TO",
-         (std::string(PD_GATEWAY_HOST) + ":80:127.0.0.1:" + std::to_string(ntohs(address.sin_port))).c_str(), 1);
+  point_gateway_at(port);
   open_transport();
   Delivered reply = exchange("/palisade/friend/grouping", "friends");
   resetter.join();

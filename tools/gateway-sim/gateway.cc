@@ -109,6 +109,19 @@ Node profile_photo(const std::optional<std::string> &url, const char *element = 
   return Node(element).set("URL", url.value_or(""));
 }
 
+void add_status_and_mood(Node &node, const Person &person) {
+  if (person.status)
+    node.add(Node("Status")
+                 .set("CreateTime", person.status->time)
+                 .set("ID", person.status->id)
+                 .set_text(person.status->text));
+  if (person.mood)
+    node.add(Node("Mood")
+                 .set("ID", person.mood->id)
+                 .set("IconID", person.mood->icon)
+                 .set("Text", person.mood->text));
+}
+
 Node people_element(const Context &c, const Person &person) {
   Node people("People");
   for (const std::string &key : kPeopleAttributes) {
@@ -121,16 +134,7 @@ Node people_element(const Context &c, const Person &person) {
     else
       people.set_if(key, person.profile_value(key));
   }
-  if (person.status)
-    people.add(Node("Status")
-                   .set("CreateTime", person.status->time)
-                   .set("ID", person.status->id)
-                   .set_text(person.status->text));
-  if (person.mood)
-    people.add(Node("Mood")
-                   .set("ID", person.mood->id)
-                   .set("IconID", person.mood->icon)
-                   .set("Text", person.mood->text));
+  add_status_and_mood(people, person);
   if (person.profile_photo) people.add(profile_photo(person.profile_photo));
   return people;
 }
@@ -267,16 +271,7 @@ Node friends(Context &c) {
     node.set("ID", other.id).set("SP", other.sp).set("GroupingID", entry.grouping);
     node.set("DisplayName", display_name(other));
     for (const auto &[key, source] : kFriendFields) node.set_if(key, other.profile_value(source));
-    if (other.status)
-      node.add(Node("Status")
-                   .set("CreateTime", other.status->time)
-                   .set("ID", other.status->id)
-                   .set_text(other.status->text));
-    if (other.mood)
-      node.add(Node("Mood")
-                   .set("ID", other.mood->id)
-                   .set("IconID", other.mood->icon)
-                   .set("Text", other.mood->text));
+    add_status_and_mood(node, other);
     if (entry.relation_type || entry.relation_time)
       node.add(Node("Relation")
                    .set_if("Type", entry.relation_type ? &*entry.relation_type : nullptr)

@@ -313,29 +313,20 @@ Network Network::from_seed(const std::string &json_text) {
   return network;
 }
 
-Person *Network::person(const std::string &id) {
-  for (Person &person : people)
-    if (person.id == id) return &person;
+namespace {
+
+template <typename T>
+T *find_by_id(std::vector<T> &items, const std::string &id) {
+  for (T &item : items)
+    if (item.id == id) return &item;
   return nullptr;
 }
 
-Album *Network::album(const std::string &id) {
-  for (Album &album : albums)
-    if (album.id == id) return &album;
-  return nullptr;
-}
+}  // namespace
 
-Activity *Network::activity(const std::string &id) {
-  for (Activity &activity : activities)
-    if (activity.id == id) return &activity;
-  return nullptr;
-}
-
-Thread *Network::thread(const std::string &id) {
-  for (Thread &thread : threads)
-    if (thread.id == id) return &thread;
-  return nullptr;
-}
+Person *Network::person(const std::string &id) { return find_by_id(people, id); }
+Album *Network::album(const std::string &id) { return find_by_id(albums, id); }
+Activity *Network::activity(const std::string &id) { return find_by_id(activities, id); }
 
 std::string Network::new_id(const char *prefix) {
   std::string id;

@@ -131,7 +131,6 @@ struct Network {
   Person *person(const std::string &id);
   Album *album(const std::string &id);
   Activity *activity(const std::string &id);
-  Thread *thread(const std::string &id);
   // A fresh identifier with the given prefix.
   std::string new_id(const char *prefix);
 };
