@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstring>
 #include <cstdlib>
+#include <optional>
 #include <regex>
 #include <set>
 #include <thread>
@@ -255,27 +256,56 @@ TEST_F(Wire, SlowGatewayTimesOut) {
   expect_one_callback_each();
 }
 
+// A one-connection server on loopback: reads the request, then writes
+// `answer` and closes, or resets the connection when there is no answer.
+class OneShotServer {
+ public:
+  explicit OneShotServer(std::optional<std::string> answer) {
+    listener_ = loopback_socket(&port_);
+    listen(listener_, 1);
+    thread_ = std::thread([this, answer] {
+      int connection = accept(listener_, nullptr, nullptr);
+      char buffer[4096];
+      (void)!read(connection, buffer, sizeof buffer);
+      if (answer) {
+        (void)!write(connection, answer->data(), answer->size());
+      } else {
+        linger reset{1, 0};
+        setsockopt(connection, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+      }
+      close(connection);
+    });
+  }
+  ~OneShotServer() {
+    thread_.join();
+    close(listener_);
+  }
+  int port() const { return port_; }
+
+ private:
+  int listener_ = -1, port_ = 0;
+  std::thread thread_;
+};
+
 TEST_F(Wire, ResetConnectionGivesStatusZero) {
-  // A listener that reads the request and resets the connection.
-  int port = 0;
-  int listener = loopback_socket(&port);
-  ASSERT_EQ(listen(listener, 1), 0);
-  std::thread resetter([listener] {
-    int connection = accept(listener, nullptr, nullptr);
-    char buffer[4096];
-    (void)!read(connection, buffer, sizeof buffer);
-    linger reset{1, 0};
-    setsockopt(connection, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
-    close(connection);
-  });
-  point_gateway_at(port);
+  OneShotServer resetting(std::nullopt);
+  point_gateway_at(resetting.port());
   open_transport();
   Delivered reply = exchange("/palisade/friend/grouping", "friends");
-  resetter.join();
-  close(listener);
   EXPECT_EQ(reply.record.uHttpStatus, 0u);
   EXPECT_FALSE(reply.body);
   expect_one_callback_each();
+}
+
+TEST_F(Wire, EmptyReplyGivesAnEmptyText) {
+  OneShotServer empty(pd_test::read_data("wire/http/empty_reply.txt"));
+  point_gateway_at(empty.port());
+  open_transport();
+  Delivered reply = exchange("/palisade/friend/grouping", "friends");
+  EXPECT_EQ(reply.record.uHttpStatus, 200u);
+  ASSERT_TRUE(reply.body);
+  EXPECT_EQ(*reply.body, "");
+  EXPECT_EQ(reply.record.uBodyLen, 0u);
 }
 
 TEST_F(Wire, ReplyPastTheLimitGivesStatusZero) {
