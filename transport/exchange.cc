@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <string_view>
 
 #include "pd-plugin/pd_upload.h"
@@ -63,16 +64,21 @@ char *ReplyBuffer::release(size_t *length) noexcept {
 }
 
 std::unique_ptr<Exchange> Exchange::prepare(sns_nt_request *request, size_t reply_limit,
-                                            std::string *why) {
+                                            const char **why) {
   if (request->uKind != SNS_NT_KIND_XML && request->uKind != SNS_NT_KIND_CHUNK) {
-    *why = "unknown request kind " + std::to_string(request->uKind);
+    *why = "unknown request kind";
     return nullptr;
   }
   if (request->pszUrl == nullptr || request->pszUrl[0] == '\0') {
     *why = "no URL";
     return nullptr;
   }
-  std::unique_ptr<Exchange> exchange(new Exchange(request, reply_limit));
+  // From here on the exchange owns the record, so whatever is thrown frees it.
+  std::unique_ptr<Exchange> exchange(new (std::nothrow) Exchange(request, reply_limit));
+  if (exchange == nullptr) {
+    *why = "out of memory";
+    return nullptr;
+  }
   // A refused record stays the caller's.
   auto refuse = [&](const char *reason) {
     exchange->request_ = nullptr;

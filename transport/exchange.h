@@ -46,9 +46,10 @@ class Exchange {
   // it now: an upload chunk's length and range come from the upload data
   // record, which the caller goes on changing after the call. Returns null
   // and says why for a record that cannot be sent; the record is then still
-  // the caller's.
+  // the caller's. Throws only std::bad_alloc, and only once the record is
+  // owned by the exchange (and so freed on the way out).
   static std::unique_ptr<Exchange> prepare(sns_nt_request *request, size_t reply_limit,
-                                           std::string *why);
+                                           const char **why);
   ~Exchange();
   Exchange(const Exchange &) = delete;
   Exchange &operator=(const Exchange &) = delete;

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string>
 #include <unordered_set>
 
@@ -40,10 +41,16 @@ SNS_NT_API int sns_nt_init(sns_nt_handle *out) {
   if (out == nullptr) return kRefused;
   *out = nullptr;
   global_init();
-  Transport *transport = Transport::create(sns_tiface::Config::from_environment());
-  if (transport == nullptr) return kRefused;
-  std::lock_guard<std::mutex> lock(g_handles_mutex);
-  g_handles.insert(transport);
+  Transport *transport = nullptr;
+  try {
+    transport = Transport::create(sns_tiface::Config::from_environment());
+    if (transport == nullptr) return kRefused;
+    std::lock_guard<std::mutex> lock(g_handles_mutex);
+    g_handles.insert(transport);
+  } catch (const std::bad_alloc &) {
+    if (transport != nullptr) transport->finish();
+    return kRefused;
+  }
   *out = transport;
   return 0;
 }
@@ -68,19 +75,26 @@ SNS_NT_API int sns_nt_sendreq(sns_nt_handle handle, void *record) {
   if (request == nullptr) return kRefused;
   std::lock_guard<std::mutex> lock(g_handles_mutex);
   Transport *transport = find(handle);
-  std::string why = "no such transport handle";
-  std::unique_ptr<sns_tiface::Exchange> exchange;
-  if (transport != nullptr)
-    exchange = sns_tiface::Exchange::prepare(request, transport->config().max_reply_bytes, &why);
-  if (exchange == nullptr) {
-    if (transport != nullptr && transport->config().debug)
-      std::fprintf(stderr, "sns-tiface: request %u refused: %s\n", request->uReqId, why.c_str());
-    // A refused request is still the transport's to free.
-    sns_tiface::release_request(request);
+  const char *why = "no such transport handle";
+  try {
+    if (transport != nullptr) {
+      std::unique_ptr<sns_tiface::Exchange> exchange =
+          sns_tiface::Exchange::prepare(request, transport->config().max_reply_bytes, &why);
+      if (exchange != nullptr) {
+        transport->submit(std::move(exchange));
+        return 0;
+      }
+    }
+  } catch (const std::bad_alloc &) {
+    // Nothing may leave through the C interface; the exchange that owned
+    // the record has freed it.
     return kRefused;
   }
-  transport->submit(std::move(exchange));
-  return 0;
+  if (transport != nullptr && transport->config().debug)
+    std::fprintf(stderr, "sns-tiface: request %u refused: %s\n", request->uReqId, why);
+  // A refused request is still the transport's to free.
+  sns_tiface::release_request(request);
+  return kRefused;
 }
 
 SNS_NT_API int sns_nt_finalize(sns_nt_handle handle) {

@@ -234,21 +234,25 @@ int main(int argc, char **argv) {
   pthread_sigmask(SIG_BLOCK, &stop_signals, nullptr);
   std::thread http_thread([&] { http.listen_after_bind(); });
   std::thread https_thread([&] { https.listen_after_bind(); });
+  // stop() only reaches a server whose accept loop runs.
+  while (!http.is_running() || !https.is_running())
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
 
   std::string ports = "http_port=" + std::to_string(http_port) +
                       "\nhttps_port=" + std::to_string(https_port) + "\n";
+  int status = 0;
   if (ready_file.empty()) {
     std::cout << ports << std::flush;
   } else if (!write_ready_file(ready_file, ports)) {
     std::cerr << "gateway-sim: cannot write " << ready_file << "\n";
-    std::raise(SIGTERM);
+    status = 1;
   }
   int received = 0;
-  sigwait(&stop_signals, &received);
+  if (status == 0) sigwait(&stop_signals, &received);
   http.stop();
   https.stop();
   http_thread.join();
   https_thread.join();
   xmlCleanupParser();
-  return 0;
+  return status;
 }
