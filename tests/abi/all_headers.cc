@@ -11,5 +11,6 @@
 #include "pd-plugin/pd_xml_element.h"
 #include "pd-plugin/pd_xml_friend.h"
 #include "sns-tiface/sns_nt.h"
+#include "sns-tiface/sns_nt_progress.h"
 
 int main(void) { return 0; }

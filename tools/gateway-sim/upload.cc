@@ -1,0 +1,60 @@
+#include "upload.h"
+
+#include <charconv>
+
+namespace gateway_sim {
+namespace {
+
+bool read_number(std::string_view &text, uint64_t &value) {
+  auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end == text.data()) return false;
+  text.remove_prefix(static_cast<size_t>(end - text.data()));
+  return true;
+}
+
+bool take(std::string_view &text, std::string_view prefix) {
+  if (text.substr(0, prefix.size()) != prefix) return false;
+  text.remove_prefix(prefix.size());
+  return true;
+}
+
+}  // namespace
+
+std::optional<ContentRange> parse_content_range(std::string_view header) {
+  ContentRange range;
+  if (!take(header, "bytes ")) return std::nullopt;
+  if (take(header, "*/")) {
+    if (!read_number(header, range.total) || !header.empty() || range.total != 0)
+      return std::nullopt;
+    range.whole_empty = true;
+    return range;
+  }
+  if (!read_number(header, range.first) || !take(header, "-") ||
+      !read_number(header, range.last) || !take(header, "/") ||
+      !read_number(header, range.total) || !header.empty())
+    return std::nullopt;
+  if (range.last < range.first || range.last >= range.total) return std::nullopt;
+  return range;
+}
+
+std::optional<std::string> append_chunk(Upload &upload, const ContentRange &range,
+                                        std::string_view body) {
+  if (upload.done) return "the upload is already complete";
+  if (range.whole_empty) {
+    if (!upload.bytes.empty() || !body.empty()) return "an empty file cannot have bytes";
+    upload.total = 0;
+    upload.done = true;
+    return std::nullopt;
+  }
+  if (upload.total && *upload.total != range.total) return "the file size changed";
+  if (range.first != upload.bytes.size())
+    return "the chunk starts at " + std::to_string(range.first) + ", not at " +
+           std::to_string(upload.bytes.size());
+  if (body.size() != range.last - range.first + 1) return "the body does not fill the range";
+  upload.total = range.total;
+  upload.bytes.append(body);
+  upload.done = upload.bytes.size() == range.total;
+  return std::nullopt;
+}
+
+}  // namespace gateway_sim

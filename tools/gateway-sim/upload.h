@@ -1,0 +1,32 @@
+// The photo upload's chunks: each names its place in the file with a
+// Content-Range header and must continue exactly where the last one ended.
+#ifndef GATEWAY_SIM_UPLOAD_H
+#define GATEWAY_SIM_UPLOAD_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "network.h"
+
+namespace gateway_sim {
+
+struct ContentRange {
+  bool whole_empty = false;  // "bytes */0": the whole of an empty file
+  uint64_t first = 0, last = 0, total = 0;
+};
+
+// "bytes FIRST-LAST/TOTAL" or "bytes */0"; nothing for anything else.
+std::optional<ContentRange> parse_content_range(std::string_view header);
+
+// Appends a chunk to an upload. Returns why the chunk was refused (out of
+// order, overlapping, past the end, a total that changed, a body of another
+// length), or nothing when it was taken; the upload is done once its last
+// byte is in.
+std::optional<std::string> append_chunk(Upload &upload, const ContentRange &range,
+                                        std::string_view body);
+
+}  // namespace gateway_sim
+
+#endif
