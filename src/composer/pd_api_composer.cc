@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <string>
 
 #include "composer/pd_composer.h"
@@ -42,10 +43,18 @@ constexpr ResultLine kActivityLine{"xml_composer_activity_get : return value = %
 const char *word(char **params, int index) { return params ? params[index] : nullptr; }
 bool non_empty(const char *text) { return text != nullptr && text[0] != '\0'; }
 
+// The document writer keeps one process-wide write position, and wrapping
+// records the last request in process-wide diagnostics, so requests are
+// composed one at a time even when the engine sends from several threads.
+std::mutex g_compose_mutex;
+
 // The operation being composed: its name for the log lines and assertions,
-// and the envelope it fills.
+// and the envelope it fills. Holds the composer for its whole life.
 struct Operation {
+  explicit Operation(const char *operation) : name(operation), guard(g_compose_mutex) {}
+
   const char *name;
+  std::lock_guard<std::mutex> guard;
   sns_request_envelope envelope{};
   const char *path = nullptr;
 
@@ -106,7 +115,7 @@ struct Operation {
 template <typename Build>
 sns_composed_request *compose_session_request(const char *name, uint32_t category,
                                               ResultLine line, Build build) {
-  Operation op{name};
+  Operation op(name);
   op.look_up_path(category);
   std::string session_key;
   if (pd::settings::read(PD_SETTING_SESSION_KEY, session_key) == 0) return nullptr;
@@ -150,7 +159,7 @@ Composer_Target *item(const char *id, const char *kind) {
 extern "C" {
 
 sns_composed_request *_compose_torvane_gateway_login(char **params) {
-  Operation op{__func__};
+  Operation op(__func__);
   PD_LOG_DEBUG("before sns_get_uri\n\n");
   op.look_up_path(kAuth);
   PD_LOG_DEBUG("before xml_composer_auth_login\n\n");
@@ -180,7 +189,7 @@ sns_composed_request *_compose_torvane_gateway_login(char **params) {
 }
 
 sns_composed_request *_compose_torvane_gateway_logout(void * /*params*/) {
-  Operation op{__func__};
+  Operation op(__func__);
   PD_LOG_DEBUG("before sns_get_uri\n\n");
   op.look_up_path(kAuth);
   std::string session_key;

@@ -3,6 +3,8 @@
 // handed over, against golden files.
 #include <cstdio>
 #include <fstream>
+#include <set>
+#include <thread>
 #include <string>
 #include <vector>
 
@@ -186,6 +188,24 @@ TEST_F(Gateway, ResultLinesAndDiagnostics) {
   EXPECT_EQ(pd_sendreq(handle_, 32, const_cast<char *>("Inbox"), nullptr), 3);
   EXPECT_EQ(log.text(pd::log::Channel::err), "xml_composer_friend_grouping_retrieve : return value = 1003\n");
   EXPECT_FALSE(log.contains("on_request end"));
+}
+
+TEST_F(Gateway, EightThreadsSendingAtOnceGetDistinctIds) {
+  constexpr int kThreads = 8, kEach = 25;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t)
+    threads.emplace_back([this] {
+      for (int i = 0; i < kEach; ++i) EXPECT_EQ(pd_sendreq(handle_, 29, nullptr, nullptr), 0);
+    });
+  for (std::thread &thread : threads) thread.join();
+  std::set<uint32_t> ids;
+  for (const sns_double::Recorded &recorded : sns_double::requests()) ids.insert(recorded.request->uReqId);
+  EXPECT_EQ(ids.size(), static_cast<size_t>(kThreads * kEach));
+  EXPECT_EQ(*ids.begin(), 1u);
+  EXPECT_EQ(*ids.rbegin(), static_cast<uint32_t>(kThreads * kEach));
+  // Every document came out whole, none interleaved with another.
+  std::string golden = sns_double::requests().front().body;
+  for (const sns_double::Recorded &recorded : sns_double::requests()) EXPECT_EQ(recorded.body, golden);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "frame/frame_fixture.h"
+#include "pd-plugin/pd_settings.h"
 #include "pd-plugin/pd_upload.h"
 #include "support/golden.h"
 
@@ -62,6 +63,7 @@ class Upload : public FrameTest {
     for (size_t answered = 0; answered < sns_double::request_count(); ++answered) {
       EXPECT_TRUE(notifications().empty()) << "the engine heard before the end";
       const sns_double::Recorded recorded = sns_double::requests()[answered];
+      if (recorded.request->uKind != SNS_NT_KIND_CHUNK) continue;  // answered by the test
       bool last = recorded.upload_state == PD_UPLOAD_LAST_CHUNK;
       sns_double::respond(answered, 200, (last ? done : partial).c_str());
     }
@@ -219,6 +221,36 @@ TEST_F(Upload, FailedChunkExchangeEndsTheUploadWithItsStatus) {
   ASSERT_EQ(notifications().size(), 1u);
   EXPECT_EQ(notifications()[0].uHttpStatus, 0u);
   EXPECT_EQ(notifications()[0].iResult, 0);
+}
+
+TEST_F(Upload, FromTheEngineRequestToThePhoto) {
+  ASSERT_EQ(sns_gconf_set_string(PD_SETTING_SESSION_KEY, "sk-9"), 1);
+  std::string bytes = random_bytes(150000, 6);
+  std::string path = write_file(bytes);
+  char *block[] = {path.data(), const_cast<char *>("al-2")};
+  LogCapture log;
+  ASSERT_EQ(pd_sendreq(handle_, 9, block, nullptr), 0);
+  EXPECT_TRUE(log.contains("pd_send_pluggin_request:N: Data address is 0x"));
+  ASSERT_EQ(sns_double::request_count(), 1u);
+  const sns_double::Recorded add_photo = sns_double::requests()[0];
+  EXPECT_EQ(add_photo.url, "http://gateway.palisade.example:80/palisade/photo");
+  auto *upload = static_cast<pd_upload_data *>(add_photo.request->pPrivData);
+  ASSERT_NE(upload, nullptr);
+  EXPECT_EQ(upload->pszFileName, path);
+
+  sns_double::respond(0, 200, read_data("replies/upload/location.xml").c_str());
+  std::vector<sns_double::Recorded> sent = accept_all_chunks();
+  ASSERT_EQ(sent.size(), 4u);  // the add-photo request and three chunks
+  EXPECT_EQ(sent[1].body + sent[2].body + sent[3].body, bytes);
+  xml_photo *photo = delivered_photo();
+  ASSERT_NE(photo, nullptr);
+  EXPECT_STREQ(photo->pszStatus, "done");
+  __xml_photo_delete(photo);
+
+  // Without a path there is nothing to upload and nothing is sent.
+  char *no_path[] = {nullptr, const_cast<char *>("al-2")};
+  EXPECT_EQ(pd_sendreq(handle_, 9, no_path, nullptr), 3);
+  EXPECT_EQ(sns_double::request_count(), 4u);
 }
 
 TEST(UploadRecord, InitCopiesThePathAndRefusesNone) {
