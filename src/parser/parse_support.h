@@ -6,6 +6,7 @@
 #include <libxml/tree.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 
 #include "log.h"
@@ -42,12 +43,25 @@ inline void store_attr(char *&field, const xmlNode *node, const char *name) {
   store(field, copy_attr(node, name));
 }
 
+// A new record with every field null (null when memory is exhausted).
+template <class Record>
+Record *new_record() noexcept {
+  return static_cast<Record *>(std::calloc(1, sizeof(Record)));
+}
+
 // Releases a record that is a row of `count` owned texts, and the record.
 inline void release_row(void *record, size_t count) noexcept {
   if (record == nullptr) return;
   auto *fields = static_cast<char **>(record);
   for (size_t i = 0; i < count; ++i) data_Del(fields[i]);
   data_Del(record);
+}
+
+// The same for an element record, without its tracing lines.
+template <class Row>
+void release_row(Row *record) noexcept {
+  static_assert(sizeof(Row) % sizeof(char *) == 0, "a row of texts");
+  release_row(static_cast<void *>(record), sizeof(Row) / sizeof(char *));
 }
 
 // The tracing lines of the reply records: "<prefix><name> - Start" when

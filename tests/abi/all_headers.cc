@@ -5,11 +5,14 @@
 #include "pd-plugin/pd_records.h"
 #include "pd-plugin/pd_settings.h"
 #include "pd-plugin/pd_upload.h"
+#include "pd-plugin/pd_xml_activity.h"
 #include "pd-plugin/pd_xml_album.h"
 #include "pd-plugin/pd_xml_base.h"
 #include "pd-plugin/pd_xml_comment.h"
 #include "pd-plugin/pd_xml_element.h"
 #include "pd-plugin/pd_xml_friend.h"
+#include "pd-plugin/pd_xml_message.h"
+#include "pd-plugin/pd_xml_people.h"
 #include "sns-tiface/sns_nt.h"
 
 int main(void) { return 0; }
