@@ -22,8 +22,7 @@
 namespace {
 
 constexpr uint32_t kIndexes = 34;
-constexpr uint32_t kMessagePost = 34;
-constexpr uint32_t kActivityDeletion = 35;
+constexpr uint32_t kMessagePost = kIndexes;  // and kIndexes + 1: the activity deletion
 
 bool has_record(uint32_t index) {
   switch (index) {

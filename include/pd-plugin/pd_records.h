@@ -13,7 +13,8 @@
  *   29       xml_friend_grouping_retrieve  __xml_friend_grouping_retrieve_delete
  *   30       xml_people_search             xml_people_search_delete (first person)
  *   32       xml_message_folder_retrieve   (released by the engine)
- *   34       none: null, or a gateway error number */
+ *   34       no record: 0, or the number the error check gives (negative
+ *            for a gateway error) */
 #ifndef PD_PLUGIN_PD_RECORDS_H
 #define PD_PLUGIN_PD_RECORDS_H
 
