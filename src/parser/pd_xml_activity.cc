@@ -197,7 +197,8 @@ constexpr auto kShapes = [] {
 }();
 
 // The nodes are rows of pointers (the public structs are checked against
-// the table below); every word is read and written as a void pointer.
+// the table below); every word is read and written as a void pointer, which
+// is why this file is built without strict aliasing.
 void **words(void *node) { return static_cast<void **>(node); }
 
 struct NextAt {
