@@ -1,8 +1,9 @@
 // The activity feed. One table describes every node and holder kind of the
 // tree: what each of its words holds, and how its operations trace. The
 // named init and delete operations are doorways into three generic
-// operations over that table (make, release as documented, release whole),
-// and the handler places each element by a second table.
+// operations over that table (make a node; release it for the engine, the
+// head of each list only; release it whole), and the handler places each
+// element by a second table.
 #include <array>
 #include <cstddef>
 #include <cstdlib>
@@ -258,7 +259,7 @@ void *node_init(Kind kind, void *parent) {
   return node;
 }
 
-// The documented release: element record, holders and the head of each
+// The release the engine calls: element record, holders and the head of each
 // list, each through its own operation; next links are not followed.
 void node_delete(Kind kind, void *node) {
   const NodeKind &row = kTable[kind];
