@@ -6,8 +6,10 @@
 #include <libxml/tree.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 
+#include "log.h"
 #include "pd-plugin/pd_data.h"
 
 namespace pd::parser {
@@ -40,6 +42,47 @@ inline void store(char *&field, char *copy) noexcept {
 inline void store_attr(char *&field, const xmlNode *node, const char *name) {
   store(field, copy_attr(node, name));
 }
+
+// A new record with every field null (null when memory is exhausted).
+template <class Record>
+Record *new_record() noexcept {
+  return static_cast<Record *>(std::calloc(1, sizeof(Record)));
+}
+
+// Releases a record that is a row of `count` owned texts, and the record.
+inline void release_row(void *record, size_t count) noexcept {
+  if (record == nullptr) return;
+  auto *fields = static_cast<char **>(record);
+  for (size_t i = 0; i < count; ++i) data_Del(fields[i]);
+  data_Del(record);
+}
+
+// The same for an element record, without its tracing lines.
+template <class Row>
+void release_row(Row *record) noexcept {
+  static_assert(sizeof(Row) % sizeof(char *) == 0, "a row of texts");
+  release_row(static_cast<void *>(record), sizeof(Row) / sizeof(char *));
+}
+
+// The tracing lines of the reply records: "<prefix><name> - Start" when
+// made and "<prefix><name> - End" when it goes out of scope, on every way
+// out. A null name leaves its line out.
+class TraceLines {
+ public:
+  TraceLines(const char *prefix, const char *start, const char *end) noexcept
+      : prefix_(prefix), end_(end) {
+    if (start != nullptr) PD_LOG_STDOUT("%s%s - Start\n", prefix, start);
+  }
+  ~TraceLines() {
+    if (end_ != nullptr) PD_LOG_STDOUT("%s%s - End\n", prefix_, end_);
+  }
+  TraceLines(const TraceLines &) = delete;
+  TraceLines &operator=(const TraceLines &) = delete;
+
+ private:
+  const char *prefix_;
+  const char *end_;
+};
 
 // A 32-bit decimal conversion that saturates like strtol on the 32-bit
 // device; text that does not begin with digits gives 0.
@@ -169,22 +212,25 @@ class ParseScope {
   ParseScope *previous_;
 };
 
-template <class Node>
-Node *last_node(Node *const *head_slot) noexcept {
+// `next(node)` gives a reference to the node's link: lists whose link is
+// not a `pstNext` member (rows of words described by a table) use these
+// forms directly.
+template <class Node, class Next>
+Node *last_node(Node *const *head_slot, Next next) noexcept {
   if (head_slot == nullptr || *head_slot == nullptr) return nullptr;
   Node *node = *head_slot;
   if (const void *known = tails::lookup(head_slot, node))
     node = static_cast<Node *>(const_cast<void *>(known));
-  while (node->pstNext != nullptr) node = node->pstNext;
+  while (next(node) != nullptr) node = next(node);
   tails::remember(head_slot, *head_slot, node);
   return node;
 }
 
-template <class Node>
-Node *append_node(Node **head_slot, Node *node) noexcept {
+template <class Node, class Next>
+Node *append_node(Node **head_slot, Node *node, Next next) noexcept {
   if (head_slot == nullptr || node == nullptr) return node;
-  if (Node *tail = last_node(head_slot))
-    tail->pstNext = node;
+  if (Node *tail = last_node(head_slot, next))
+    next(tail) = node;
   else
     *head_slot = node;
   tails::remember(head_slot, *head_slot, node);
@@ -192,17 +238,39 @@ Node *append_node(Node **head_slot, Node *node) noexcept {
 }
 
 // Releases every node of a list with `release_one`, which must not follow
-// pstNext itself, and empties the head.
-template <class Node, class Release>
-void release_list(Node **head_slot, Release release_one) noexcept {
+// the link itself, and empties the head.
+template <class Node, class Release, class Next>
+void release_list(Node **head_slot, Release release_one, Next next) noexcept {
   if (head_slot == nullptr) return;
   tails::forget(head_slot);
   for (Node *node = *head_slot; node != nullptr;) {
-    Node *next = node->pstNext;
+    Node *after = next(node);
     release_one(node);
-    node = next;
+    node = after;
   }
   *head_slot = nullptr;
+}
+
+struct MemberNext {
+  template <class Node>
+  Node *&operator()(Node *node) const noexcept {
+    return node->pstNext;
+  }
+};
+
+template <class Node>
+Node *last_node(Node *const *head_slot) noexcept {
+  return last_node(head_slot, MemberNext{});
+}
+
+template <class Node>
+Node *append_node(Node **head_slot, Node *node) noexcept {
+  return append_node(head_slot, node, MemberNext{});
+}
+
+template <class Node, class Release>
+void release_list(Node **head_slot, Release release_one) noexcept {
+  release_list(head_slot, release_one, MemberNext{});
 }
 
 }  // namespace pd::parser

@@ -9,18 +9,10 @@
 using pd::parser::copy_first_text;
 using pd::parser::is_element;
 using pd::parser::is_named;
+using pd::parser::new_record;
 using pd::parser::record_in;
 using pd::parser::store;
 using pd::parser::store_attr;
-
-namespace {
-
-template <class Record>
-Record *new_record() {
-  return static_cast<Record *>(std::calloc(1, sizeof(Record)));
-}
-
-}  // namespace
 
 extern "C" {
 

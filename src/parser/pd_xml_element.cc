@@ -99,20 +99,17 @@ constexpr size_t index_of(std::string_view name) {
 }
 
 // "Xml_Element : <name> - Start" on the way in, "... - End" on the way out.
-class Trace {
+class Trace : public pd::parser::TraceLines {
  public:
   Trace(const ElementType &type, const char *override_name, const char *own_name)
-      : name_(type.tracing.silent ? nullptr : override_name ? override_name : own_name) {
-    if (name_ != nullptr) PD_LOG_STDOUT("Xml_Element : %s - Start\n", name_);
-  }
-  ~Trace() {
-    if (name_ != nullptr) PD_LOG_STDOUT("Xml_Element : %s - End\n", name_);
-  }
-  Trace(const Trace &) = delete;
-  Trace &operator=(const Trace &) = delete;
+      : TraceLines("Xml_Element : ", name(type, override_name, own_name),
+                   name(type, override_name, own_name)) {}
 
  private:
-  const char *name_;
+  static const char *name(const ElementType &type, const char *override_name,
+                          const char *own_name) {
+    return type.tracing.silent ? nullptr : override_name ? override_name : own_name;
+  }
 };
 
 // A record is a row of `count` texts.
@@ -140,10 +137,7 @@ void element_set(const ElementType &type, const char *own_name, void *record, xm
 
 void element_delete(const ElementType &type, const char *own_name, void *record) {
   Trace trace(type, type.tracing.remove, own_name);
-  if (record == nullptr) return;
-  auto *fields = static_cast<char **>(record);
-  for (size_t i = 0; i < type.count; ++i) data_Del(fields[i]);
-  std::free(record);
+  pd::parser::release_row(record, type.count);
 }
 
 }  // namespace
@@ -202,7 +196,8 @@ PD_ELEMENT_OPERATIONS(attribute_phone_num)
 PD_ELEMENT_OPERATIONS(attribute_favorite)
 PD_ELEMENT_OPERATIONS(people)
 PD_ELEMENT_OPERATIONS(status)
-PD_ELEMENT_OPERATIONS(mood)PD_ELEMENT_OPERATIONS(response_base)
+PD_ELEMENT_OPERATIONS(mood)
+PD_ELEMENT_OPERATIONS(response_base)
 
 #undef PD_ELEMENT_OPERATIONS
 

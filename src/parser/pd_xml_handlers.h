@@ -36,6 +36,25 @@ PD_API xml_photo_album_photo_list *xml_photo_album_get_photo_list_parser(xmlNode
  * argument is null, otherwise 0. */
 PD_API int xml_parse_photo_list(xmlNode *first, xml_photo_album_photo_list *record);
 
+/* Activity feed (index 5), and the answer to an activity deletion, which
+ * keeps its records in process-wide slots (no index selects it today). */
+PD_API void xml_activity_get_parser(uint32_t depth, const char *parent, xmlNode *node,
+                                    intptr_t *result);
+PD_API void xml_activity_delete_parser(uint32_t depth, const char *parent, xmlNode *node);
+
+/* People search (index 23) and setting one's status (index 26). */
+PD_API void xml_people_search_parser(uint32_t depth, const char *parent, xmlNode *node,
+                                     intptr_t *result);
+PD_API void xml_people_profile_set_parser(uint32_t depth, const char *parent, xmlNode *node,
+                                          intptr_t *result);
+
+/* Message folder (index 16) and the answer to posting a message (no index:
+ * a sent message's reply reaches the engine without a record). */
+PD_API void xml_message_folder_retrieve_parser(uint32_t depth, const char *parent, xmlNode *node,
+                                               intptr_t *result);
+PD_API void xml_message_post_parser(uint32_t depth, const char *parent, xmlNode *node,
+                                    intptr_t *result);
+
 /* Setters of the element records: copy the element's attributes (and text)
  * into the record's fields in field order; a null record is ignored. */
 PD_API void xml_element_response_base_set(xml_element_response_base *record, xmlNode *node);
@@ -77,5 +96,17 @@ PD_API void xml_element_status_set(xml_element_status *record, xmlNode *node);
 PD_API void xml_element_mood_set(xml_element_mood *record, xmlNode *node);
 
 PD_END_DECLS
+
+#ifdef __cplusplus
+namespace pd::parser {
+
+// Whole releases, list tails included and without tracing lines, of results
+// that nobody can receive; null is ignored.
+void discard_activity(xml_activity_get *record) noexcept;
+void discard_people_search(xml_people_search *record) noexcept;
+void discard_message_folder(xml_message_folder_retrieve *record) noexcept;
+
+}  // namespace pd::parser
+#endif
 
 #endif

@@ -51,6 +51,22 @@ void discard_friends(intptr_t result) {
   __xml_friend_grouping_retrieve_delete(record);
 }
 
+void discard_activity(intptr_t result) {
+  pd::parser::discard_activity(reinterpret_cast<xml_activity_get *>(result));
+}
+
+void discard_message_folder(intptr_t result) {
+  pd::parser::discard_message_folder(reinterpret_cast<xml_message_folder_retrieve *>(result));
+}
+
+void discard_people_search(intptr_t result) {
+  pd::parser::discard_people_search(reinterpret_cast<xml_people_search *>(result));
+}
+
+void discard_profile_set(intptr_t result) {
+  xml_people_profile_set_delete(reinterpret_cast<xml_people_profile_set *>(result));
+}
+
 void discard_comment_post(intptr_t result) {
   xml_comment_post_delete(reinterpret_cast<xml_comment_post *>(result));
 }
@@ -85,13 +101,13 @@ void discard_uploaded_photo(intptr_t result) {
 constexpr std::array<ParserRow, kIndexCount> kParsers = [] {
   std::array<ParserRow, kIndexCount> rows{};
   rows[PD_PARSER_LOGIN] = {xml_login_parser, discard_login};
-  rows[PD_PARSER_ACTIVITY] = {nullptr, nullptr};        // activity feed: not built yet
+  rows[PD_PARSER_ACTIVITY] = {xml_activity_get_parser, discard_activity};
   rows[PD_PARSER_COMMENT_POST] = {xml_comment_post_parser, discard_comment_post};
   rows[PD_PARSER_COMMENT_RETRIEVE] = {xml_comment_retrieve_parser, discard_comment_retrieve};
   rows[PD_PARSER_FRIENDS] = {xml_friend_grouping_retrieve_parser, discard_friends};
-  rows[PD_PARSER_MESSAGE_FOLDER] = {nullptr, nullptr};  // message folder: not built yet
-  rows[PD_PARSER_PEOPLE_SEARCH] = {nullptr, nullptr};   // people search: not built yet
-  rows[PD_PARSER_PROFILE_SET] = {nullptr, nullptr};     // profile set: not built yet
+  rows[PD_PARSER_MESSAGE_FOLDER] = {xml_message_folder_retrieve_parser, discard_message_folder};
+  rows[PD_PARSER_PEOPLE_SEARCH] = {xml_people_search_parser, discard_people_search};
+  rows[PD_PARSER_PROFILE_SET] = {xml_people_profile_set_parser, discard_profile_set};
   rows[PD_PARSER_UPLOAD_LOCATION] = {xml_photo_update_location, discard_upload_location};
   rows[PD_PARSER_UPLOAD_PHOTO] = {xml_photo_upload, discard_uploaded_photo};
   rows[PD_PARSER_ALBUMS] = {xml_photo_album_get_parser, discard_albums};

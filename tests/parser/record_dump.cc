@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <sstream>
+#include <type_traits>
 
 #include "pd-plugin/pd_records.h"
 
@@ -38,9 +39,24 @@ class Dump {
     out_ << std::string(2 * indent, ' ') << name << ": " << value << "\n";
     return *this;
   }
-  Dump &entry(const char *list, int index) {
-    out_ << "  " << list << "[" << index << "]\n";
+  Dump &entry(const char *list, int index, int indent = 1) {
+    out_ << std::string(2 * indent, ' ') << list << "[" << index << "]\n";
     return *this;
+  }
+  Dump &line(const std::string &text, int indent) {
+    out_ << std::string(2 * indent, ' ') << text << "\n";
+    return *this;
+  }
+  // "<label>" for a record that is there, "<label>: null" for one that is
+  // not; true when it is there.
+  bool open(const std::string &label, const void *record, int indent) {
+    line(record != nullptr ? label : label + ": null", indent);
+    return record != nullptr;
+  }
+  // "<label>: null" for an empty list; true when it is not empty.
+  bool list(const std::string &label, const void *first, int indent) {
+    if (first == nullptr) line(label + ": null", indent);
+    return first != nullptr;
   }
   std::string str() const { return out_.str(); }
 
@@ -54,6 +70,86 @@ bool not_a_record(intptr_t result, std::string &out) {
   else if (result < 0) out = "result: " + std::to_string(result) + "\n";
   else return false;
   return true;
+}
+
+// Element records: their fields one level below their label.
+#define F(field) .text(#field, r->field, indent + 1)
+#define PD_DUMP_ELEMENT(Type, fields)                                        \
+  void element(Dump &d, const std::string &label, const Type *r, int indent) { \
+    if (d.open(label, r, indent)) d fields;                                  \
+  }
+PD_DUMP_ELEMENT(xml_element_response_base,
+                F(pszReserved1) F(pszReserved2) F(pszStartContext) F(pszHasNext))
+PD_DUMP_ELEMENT(xml_element_activity,
+                F(pszID) F(pszSP) F(pszTargetID) F(pszActTime) F(pszType) F(pszRelatedID)
+                F(pszRelatedName) F(pszRecommendsCount) F(pszCommentsCount) F(pszMobileAuth)
+                F(pszCommentable))
+PD_DUMP_ELEMENT(xml_element_content, F(pszContent))
+PD_DUMP_ELEMENT(xml_element_owner, F(pszID) F(pszName) F(pszType) F(pszIsFriend))
+PD_DUMP_ELEMENT(xml_element_profilephoto, F(pszURL))
+PD_DUMP_ELEMENT(xml_element_photothumbnail, F(pszURL))
+PD_DUMP_ELEMENT(xml_element_thumbnail, F(pszURL))
+PD_DUMP_ELEMENT(xml_element_link_photo, F(pszURL))
+PD_DUMP_ELEMENT(xml_element_link, F(pszTitle) F(pszAuthorName))
+PD_DUMP_ELEMENT(xml_element_group, F(pszID) F(pszName) F(pszCaption))
+PD_DUMP_ELEMENT(xml_element_note, F(pszID) F(pszTitle))
+PD_DUMP_ELEMENT(xml_element_event,
+                F(pszID) F(pszTitle) F(pszEventTime) F(pszLocation) F(pszHostName))
+PD_DUMP_ELEMENT(xml_element_url, F(pszTitle) F(pszCaption) F(pszValue))
+PD_DUMP_ELEMENT(xml_element_photo,
+                F(pszAlbumID) F(pszAlbumName) F(pszAlbumCaption) F(pszID) F(pszOwnerName)
+                F(pszResolution) F(pszAuthorName) F(pszCounts))
+PD_DUMP_ELEMENT(xml_element_video,
+                F(pszID) F(pszTitle) F(pszAuthorID) F(pszAuthorName) F(pszCaption)
+                F(pszSourceURL) F(pszSourceType) F(pszPlayTimeLength))
+PD_DUMP_ELEMENT(xml_element_attachedphoto, F(pszID) F(pszAlbumID))
+PD_DUMP_ELEMENT(xml_element_people,
+                F(pszAge) F(pszBirthday) F(pszBodyType) F(pszChildren) F(pszCity)
+                F(pszDescription) F(pszDisplayName) F(pszDrinker) F(pszEducation) F(pszEmails)
+                F(pszFirstName) F(pszGender) F(pszHeadline) F(pszHeight) F(pszID) F(pszIncome)
+                F(pszCommentable) F(pszIsFriend) F(pszLastName) F(pszLikeToMeet) F(pszLocation)
+                F(pszMiddleName) F(pszName) F(pszOccupation) F(pszPolicy) F(pszPresence)
+                F(pszRelation) F(pszReligion) F(pszCommentable2) F(pszSmoker) F(pszSP)
+                F(pszWebSite))
+PD_DUMP_ELEMENT(xml_element_status, F(pszStatus) F(pszCreateTime) F(pszID))
+PD_DUMP_ELEMENT(xml_element_mood, F(pszID) F(pszIconID) F(pszText))
+PD_DUMP_ELEMENT(xml_element_message,
+                F(pszID) F(pszSendTime) F(pszSP) F(pszThreadID) F(pszResult) F(pszContent))
+#undef PD_DUMP_ELEMENT
+#undef F
+
+// A holder: "<label> -> <member>" over the element record it holds.
+template <class Holder, class Element>
+void held(Dump &d, const char *label, const Holder *holder, Element *Holder::*member,
+          const char *member_name, int indent) {
+  if (d.open(label, holder, indent))
+    element(d, std::string("-> ") + member_name, holder->*member, indent + 1);
+}
+#define HELD(d, node, holder, member, indent) \
+  held(d, #holder, (node)->holder, &std::remove_pointer_t<std::remove_cvref_t<decltype((node)->holder)>>::member, \
+       #member, indent)
+
+void links(Dump &d, const xml_activity_get_links *holder, int in) {
+  if (!d.open("pstLinks", holder, in)) return;
+  if (!d.list("pstLink", holder->pstLink, in + 1)) return;
+  int i = 0;
+  for (const xml_activity_get_link *link = holder->pstLink; link != nullptr; link = link->pstNext) {
+    d.entry("pstLink", i++, in + 1);
+    element(d, "pstLink", link->pstLink, in + 2);
+    HELD(d, link, pstLinkPhoto, pstLinkPhoto, in + 2);
+  }
+}
+
+// One list of an activity: each node's element record, then its parts.
+template <class Node, class Element, class Parts>
+void nodes(Dump &d, const char *list, const Node *first, Element *Node::*member, Parts parts) {
+  if (!d.list(list, first, 2)) return;
+  int i = 0;
+  for (const Node *node = first; node != nullptr; node = node->pstNext) {
+    d.entry(list, i++, 2);
+    element(d, list, node->*member, 3);
+    parts(node);
+  }
 }
 
 }  // namespace
@@ -197,5 +293,127 @@ std::string dump_album_photos(intptr_t result) {
         .number("iCommentsCount", p->iCommentsCount, 2);
   return d.str();
 }
+
+std::string dump_activity(intptr_t result) {
+  std::string out;
+  if (not_a_record(result, out)) return out;
+  auto *r = reinterpret_cast<const xml_activity_get *>(result);
+  Dump d("xml_activity_get");
+  element(d, "pstResponseBase", r->pstResponseBase, 1);
+  if (!d.list("pstActivity", r->pstActivity, 1)) return d.str();
+  auto item = [&d](const auto *node) {
+    HELD(d, node, pstContent, pstContent, 3);
+    links(d, node->pstLinks, 3);
+  };
+  int i = 0;
+  for (const xml_activity_get_activity *a = r->pstActivity; a != nullptr; a = a->pstNext) {
+    d.entry("pstActivity", i++);
+    element(d, "pstActivity", a->pstActivity, 2);
+    HELD(d, a, pstContent, pstContent, 2);
+    if (d.open("pstOwner", a->pstOwner, 2)) {
+      element(d, "pstOwner", a->pstOwner->pstOwner, 3);
+      HELD(d, a->pstOwner, pstProfilePhoto, pstProfilePhoto, 3);
+      HELD(d, a->pstOwner, pstPhotoThumbnail, pstPhotoThumbnail, 3);
+    }
+    nodes(d, "pstGroup", a->pstGroup, &xml_activity_get_group::pstGroup, item);
+    nodes(d, "pstPhoto", a->pstPhoto, &xml_activity_get_photo::pstPhoto,
+          [&d](const xml_activity_get_photo *p) { HELD(d, p, pstThumbnail, pstThumbnail, 3); });
+    nodes(d, "pstNote", a->pstNote, &xml_activity_get_note::pstNote, item);
+    nodes(d, "pstEvent", a->pstEvent, &xml_activity_get_event::pstEvent, item);
+    nodes(d, "pstURL", a->pstURL, &xml_activity_get_url::pstURL, item);
+    nodes(d, "pstVideo", a->pstVideo, &xml_activity_get_video::pstVideo,
+          [&d](const xml_activity_get_video *v) {
+            HELD(d, v, pstContent, pstContent, 3);
+            HELD(d, v, pstThumbnail, pstThumbnail, 3);
+          });
+    nodes(d, "pstAttachedPhoto", a->pstAttachedPhoto,
+          &xml_activity_get_attachedphoto::pstAttachedPhoto,
+          [&d](const xml_activity_get_attachedphoto *p) {
+            HELD(d, p, pstThumbnail, pstThumbnail, 3);
+          });
+  }
+  return d.str();
+}
+
+std::string dump_people_search(intptr_t result) {
+  std::string out;
+  if (not_a_record(result, out)) return out;
+  auto *r = reinterpret_cast<const xml_people_search *>(result);
+  Dump d("xml_people_search");
+  d.text("pszReserved1", r->pszReserved1).text("pszReserved2", r->pszReserved2);
+  d.text("pszStartContext", r->pszStartContext).text("pszHasNext", r->pszHasNext);
+  int i = 0;
+  for (const xml_people_search_people *p = r->pstPeople; p != nullptr; p = p->pstNext) {
+    d.entry("pstPeople", i++);
+    element(d, "pstPeople", p->pstPeople, 2);
+    element(d, "pstStatus", p->pstStatus, 2);
+    element(d, "pstMood", p->pstMood, 2);
+    d.text("pszProfilePhotoURL", p->pszProfilePhotoURL, 2);
+  }
+  return d.str();
+}
+
+std::string dump_profile_set(intptr_t result) {
+  std::string out;
+  if (not_a_record(result, out)) return out;
+  auto *r = reinterpret_cast<const xml_people_profile_set *>(result);
+  return Dump("xml_people_profile_set").text("pszReserved", r->pszReserved).str();
+}
+
+std::string dump_message_folder(intptr_t result) {
+  std::string out;
+  if (not_a_record(result, out)) return out;
+  auto *r = reinterpret_cast<const xml_message_folder_retrieve *>(result);
+  Dump d("xml_message_folder_retrieve");
+  d.text("pszReserved1", r->pszReserved1).text("pszReserved2", r->pszReserved2);
+  d.text("pszStartContext", r->pszStartContext).text("pszHasNext", r->pszHasNext);
+  int t = 0;
+  for (const xml_message_folder_thread *thread = r->pstThread; thread; thread = thread->pstNext) {
+    d.entry("pstThread", t++);
+    d.text("pszID", thread->pszID, 2).text("pszUnread", thread->pszUnread, 2);
+    d.text("pszFolder", thread->pszFolder, 2);
+    int m = 0;
+    for (const xml_message_folder_message *msg = thread->pstMessage; msg; msg = msg->pstNext) {
+      d.entry("pstMessage", m++, 2);
+      d.text("pszID", msg->pszID, 3).text("pszSP", msg->pszSP, 3).text("pszTitle", msg->pszTitle, 3);
+      d.text("pszSenderID", msg->pszSenderID, 3).text("pszSenderName", msg->pszSenderName, 3);
+      d.text("pszSenderPhotoURL", msg->pszSenderPhotoURL, 3);
+      d.text("pszContent", msg->pszContent, 3).text("pszSendTime", msg->pszSendTime, 3);
+      int g = 0;
+      for (const xml_message_folder_receivers *group = msg->pstReceivers; group;
+           group = group->pstNext) {
+        d.entry("pstReceivers", g++, 3).number("uCount", group->uCount, 4);
+        int n = 0;
+        for (const xml_message_folder_receiver *to = group->pstReceiver; to; to = to->pstNext) {
+          d.entry("pstReceiver", n++, 4);
+          d.text("pszID", to->pszID, 5).text("pszName", to->pszName, 5);
+          d.text("pszPhotoURL", to->pszPhotoURL, 5);
+        }
+      }
+    }
+  }
+  return d.str();
+}
+
+std::string dump_message_post(intptr_t result) {
+  std::string out;
+  if (not_a_record(result, out)) return out;
+  auto *r = reinterpret_cast<const xml_message_post *>(result);
+  Dump d("xml_message_post");
+  element(d, "pstResponseBase", r->pstResponseBase, 1);
+  HELD(d, r, pstMessage, pstMessage, 1);
+  return d.str();
+}
+
+std::string dump_activity_delete_slots(intptr_t) {
+  Dump d("process-wide slots");
+  if (d.open("activity_delete", activity_delete, 1))
+    d.line(std::string("pstDeleted: ") + (activity_delete->pstDeleted ? "set" : "null"), 2);
+  if (d.open("activity_delete_deleted", activity_delete_deleted, 1))
+    d.text("pszCount", activity_delete_deleted->pszCount, 2);
+  return d.str();
+}
+
+#undef HELD
 
 }  // namespace pd_test

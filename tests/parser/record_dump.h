@@ -19,6 +19,14 @@ std::string dump_comment_post(intptr_t result);
 std::string dump_comment_retrieve(intptr_t result);
 std::string dump_albums(intptr_t result);
 std::string dump_album_photos(intptr_t result);
+std::string dump_activity(intptr_t result);
+std::string dump_people_search(intptr_t result);
+std::string dump_profile_set(intptr_t result);
+std::string dump_message_folder(intptr_t result);
+std::string dump_message_post(intptr_t result);
+// The two process-wide slots of the activity deletion answer (the argument
+// is not used).
+std::string dump_activity_delete_slots(intptr_t ignored);
 // For parser indexes without a handler: the result is only ever a number.
 std::string dump_number(intptr_t result);
 
