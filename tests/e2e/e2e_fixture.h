@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "conversation.h"
+#include "pd-plugin/pd_records.h"
 #include "pd-plugin/pd_settings.h"
 #include "pd-plugin/pd_upload.h"
 #include "support/gateway_sim.h"
@@ -24,6 +25,9 @@ namespace pd_test {
 
 // A person of the simulator's seed.
 inline const char *const kAnn[] = {"ann@palisade.example", "harbour-lights"};
+
+// Variables set for the transport on top of the simulator's.
+using Environment = std::vector<std::pair<const char *, std::string>>;
 
 class EndToEnd : public ::testing::Test {
  protected:
@@ -45,13 +49,14 @@ class EndToEnd : public ::testing::Test {
     std::filesystem::remove_all(dir_, ignored);
   }
 
-  // Starts gateway-sim with `switches`, points the transport at it and
-  // opens the plug-in.
-  void start(const std::vector<std::string> &switches = {}) {
+  // Starts gateway-sim with `switches`, points the transport at it (with
+  // `environment` on top) and opens the plug-in.
+  void start(const std::vector<std::string> &switches = {}, const Environment &environment = {}) {
     std::string error;
     ASSERT_TRUE(sim_.start(switches, &error)) << error;
     started_ = true;
     sim_.export_environment();
+    for (const auto &[name, value] : environment) setenv(name, value.c_str(), 1);
     open();
   }
 
