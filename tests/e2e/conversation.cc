@@ -4,6 +4,7 @@
 #include <ctime>
 
 #include "parser/record_dump.h"
+#include "pd-plugin/pd_settings.h"
 #include "pd-plugin/pd_upload.h"
 
 namespace pd_test {
@@ -52,6 +53,13 @@ Dumper dumper_of(uint32_t code) {
 }
 
 }  // namespace
+
+std::string stored_setting(uint32_t index) {
+  // The read is not bounded; the simulator's keys are 32 characters.
+  std::vector<char> value(1 << 16, '\0');
+  sns_gconf_get_string(index, value.data());
+  return value.data();
+}
 
 Masks::Masks() : since_(static_cast<int64_t>(std::time(nullptr)) - 1) {}
 

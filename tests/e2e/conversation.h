@@ -30,6 +30,9 @@ class Masks {
   int64_t since_;
 };
 
+// A settings value as GConf holds it now ("" when unset).
+std::string stored_setting(uint32_t index);
+
 // "code C status S" and the result's dump (a record, "result: null" or a
 // gateway error number).
 std::string describe(const pd_notification &notification, const Masks &masks);

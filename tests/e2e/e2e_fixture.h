@@ -95,12 +95,7 @@ class EndToEnd : public ::testing::Test {
     masks_.add(stored(PD_SETTING_PERSIST_KEY), "<persist-key>");
   }
 
-  static std::string stored(uint32_t index) {
-    // Keys the simulator hands out are 32 characters; the read is not bounded.
-    std::vector<char> value(1 << 16, '\0');
-    sns_gconf_get_string(index, value.data());
-    return value.data();
-  }
+  static std::string stored(uint32_t index) { return stored_setting(index); }
 
   // What the plug-in sent: every request recorded but the test's own
   // fetches of stored pictures.

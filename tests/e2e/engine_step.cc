@@ -6,23 +6,12 @@
 // files show it. Exits 1 when no notification came.
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
 #include "conversation.h"
 #include "pd-plugin/pd_settings.h"
 #include "support/plugin_engine.h"
-
-namespace {
-
-std::string stored(uint32_t index) {
-  std::vector<char> value(1 << 16, '\0');
-  sns_gconf_get_string(index, value.data());
-  return value.data();
-}
-
-}  // namespace
 
 int main(int argc, char **argv) {
   // Only the step's own lines on standard output.
@@ -43,8 +32,8 @@ int main(int argc, char **argv) {
   if (sent != PD_OK) return 0;
   if (!engine.wait_for(1)) return 1;
   pd_test::Masks masks;
-  masks.add(stored(PD_SETTING_SESSION_KEY), "<session-key>");
-  masks.add(stored(PD_SETTING_PERSIST_KEY), "<persist-key>");
+  masks.add(pd_test::stored_setting(PD_SETTING_SESSION_KEY), "<session-key>");
+  masks.add(pd_test::stored_setting(PD_SETTING_PERSIST_KEY), "<persist-key>");
   engine.close();
   for (const pd_notification &notification : engine.notifications())
     std::fputs(pd_test::describe(notification, masks).c_str(), stdout);

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "conversation.h"
 #include "pd-plugin/pd_settings.h"
 #include "support/gateway_sim.h"
 #include "support/golden.h"
@@ -58,14 +59,14 @@ TEST(Session, ALoginServesTheNextProcessUntilALogout) {
 
   // The second process sent the key that the first one was given.
   ASSERT_EQ(sns_gconf_init(), 1);
-  std::vector<char> key(1 << 16, '\0');
-  ASSERT_EQ(sns_gconf_get_string(PD_SETTING_SESSION_KEY, key.data()), 1);
+  std::string key = stored_setting(PD_SETTING_SESSION_KEY);
+  ASSERT_EQ(key.size(), 32u);
   std::vector<RecordedRequest> sent;
   ASSERT_TRUE(sim.requests(&sent, &error)) << error;
   ASSERT_EQ(sent.size(), 2u);
   EXPECT_EQ(sent[0].path, "/palisade/auth");
   EXPECT_EQ(sent[1].path, "/palisade/friend/grouping");
-  EXPECT_NE(sent[1].body.find("SessionKey=\"" + std::string(key.data()) + "\""), std::string::npos)
+  EXPECT_NE(sent[1].body.find("SessionKey=\"" + key + "\""), std::string::npos)
       << sent[1].body;
 
   EXPECT_EQ(run_step({"logout"}), "sendreq 0\n" + read_data("e2e/tour/20-logout.dump"));
