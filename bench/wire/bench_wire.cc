@@ -29,7 +29,6 @@
 #include <regex>
 #include <sstream>
 
-#include "pd-plugin/pd_records.h"
 #include "pd-plugin/pd_upload.h"
 #include "sns-tiface/sns_nt.h"
 #include "support/gateway_sim.h"

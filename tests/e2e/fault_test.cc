@@ -83,7 +83,9 @@ TEST_F(Faults, FaultSkipLeavesTheFirstRequestsAlone) {
 
 TEST_F(Faults, TheGatewaysErrorEnvelopeReachesTheEngineAsANegativeResult) {
   start();
-  // A wrong password: the gateway refuses (code 3, sub-code 301).
+  // A wrong password: the gateway refuses (code 3, sub-code 301), and the
+  // keys of an earlier session are gone with the attempt.
+  store_unknown_session_key();
   pd_notification refused = exchange(PD_REQ_LOGIN, std::vector<const char *>{kAnn[0], "wrong"});
   EXPECT_EQ(refused.uHttpStatus, 200u);
   EXPECT_EQ(refused.iResult, -301);
@@ -102,7 +104,8 @@ TEST_F(Faults, TheGatewaysErrorEnvelopeReachesTheEngineAsANegativeResult) {
 }
 
 TEST_F(Faults, AnUnreachableGatewayAnswersWithStatusZero) {
-  // A loopback port that was free a moment ago and has nobody listening.
+  // A loopback port held by a socket that never listens: connections to it
+  // are refused, and no other test can take it meanwhile.
   int probe = socket(AF_INET, SOCK_STREAM, 0);
   sockaddr_in address{};
   address.sin_family = AF_INET;
@@ -111,7 +114,6 @@ TEST_F(Faults, AnUnreachableGatewayAnswersWithStatusZero) {
   ASSERT_EQ(bind(probe, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
   ASSERT_EQ(getsockname(probe, reinterpret_cast<sockaddr *>(&address), &length), 0);
   std::string port = std::to_string(ntohs(address.sin_port));
-  close(probe);
   std::string host = PD_GATEWAY_HOST;
   setenv("SNS_NT_CONNECT_TO", (host + ":443:127.0.0.1:" + port + "," + host + ":80:127.0.0.1:" + port).c_str(), 1);
   setenv("SNS_NT_CAINFO", GatewaySim::ca_file().c_str(), 1);
@@ -119,6 +121,8 @@ TEST_F(Faults, AnUnreachableGatewayAnswersWithStatusZero) {
   expect_no_record(exchange(PD_REQ_LOGIN, std::vector<const char *>{kAnn[0], kAnn[1]}), PD_REQ_LOGIN, 0);
   store_unknown_session_key();
   expect_no_record(exchange(PD_REQ_FRIENDS, static_cast<void *>(nullptr)), PD_REQ_FRIENDS, 0);
+  engine_.close();
+  close(probe);
 }
 
 // TLS is always verified: a certificate from another CA is no answer.
