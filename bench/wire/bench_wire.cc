@@ -1,28 +1,38 @@
-// Requests per second and upload throughput of the real wire: the plug-in's
-// transport against gateway-sim on loopback, next to plain libcurl doing the
-// same exchanges over one reused connection.
+// Requests per second and upload throughput of the real wire against
+// gateway-sim on loopback, three ways over one reused connection: through
+// the plug-in's entry points (composed, sent by the transport, parsed and
+// delivered to an engine callback), through the transport alone, and with
+// plain libcurl.
 //
 // Each way of carrying an exchange is a "route" with the same two
-// operations, so a route through the plug-in's entry points can be added
-// next to these two once the gateway operations exist:
+// operations:
 //   struct SomeRoute {
 //     explicit SomeRoute(Wire &wire);
 //     void request();                      // one friends-list exchange
 //     void upload(const std::string &url); // the 32 MB file to an upload URL
 //   };
+//
+// The plug-in keeps its keys in GConf, so the benchmark runs itself inside
+// a private D-Bus session with a temporary HOME (tests/with-session.sh);
+// nothing of the user's settings is touched.
 #include <benchmark/benchmark.h>
 #include <curl/curl.h>
 
+#include <unistd.h>
+
 #include <condition_variable>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <mutex>
 #include <regex>
 #include <sstream>
 
+#include "pd-plugin/pd_upload.h"
 #include "sns-tiface/sns_nt.h"
 #include "support/gateway_sim.h"
+#include "support/plugin_engine.h"
 #include "support/wire_requests.h"
 
 namespace {
@@ -91,6 +101,7 @@ struct Wire {
   GatewaySim sim;
   std::string friends_request;  // the plug-in's friends-list document
   std::string file;             // the upload
+  std::string file_path;        // the same bytes on disk, for the plug-in
   std::string session;
 
   void open() {
@@ -107,6 +118,16 @@ struct Wire {
     friends_request = with_session(read_data("wire/requests/friends.xml"));
     file.resize(kUploadBytes);
     for (size_t i = 0; i < file.size(); ++i) file[i] = static_cast<char>(i * 2654435761u >> 24);
+    char path[] = "/tmp/bench-wire-photo.XXXXXX";
+    int fd = mkstemp(path);
+    if (fd < 0 || write(fd, file.data(), file.size()) != static_cast<ssize_t>(file.size()))
+      throw std::runtime_error("cannot write the photo file");
+    close(fd);
+    file_path = path;
+  }
+
+  void close_down() {
+    if (!file_path.empty()) std::remove(file_path.c_str());
   }
 
   std::string with_session(std::string document) const {
@@ -164,6 +185,53 @@ class Callbacks {
   uint64_t done_ = 0, seen_ = 0;
   uint32_t status_ = 0;
   pd_test::ChunkedUpload *upload_ = nullptr;
+};
+
+// The plug-in through its entry points, as the engine drives it: a login
+// first (its keys go to GConf), then each request through pd_sendreq until
+// the engine's callback has its notification, whose records are released
+// with the plug-in's own operations. The upload is engine request 9, which
+// asks the gateway for its own upload location and sends the file from disk
+// in 64 KiB chunks.
+class PluginRoute {
+ public:
+  explicit PluginRoute(Wire &wire) : wire_(wire) {
+    if (!engine_.open()) throw std::runtime_error("no plug-in instance");
+    expect(PD_REQ_LOGIN, static_cast<void *>(const_cast<char **>(kLogin)));
+  }
+
+  void request() { expect(PD_REQ_FRIENDS, nullptr); }
+
+  // The location comes from the plug-in's own add-photo request.
+  void upload(const std::string &) {
+    const char *block[] = {wire_.file_path.c_str(), "al4"};
+    expect(PD_REQ_UPLOAD_PHOTO, static_cast<void *>(const_cast<char **>(block)));
+  }
+
+ private:
+  static constexpr const char *kLogin[] = {"ann@palisade.example", "harbour-lights"};
+
+  // Sends a request and waits for its notification, which must carry a
+  // record; the record is released before the next request.
+  void expect(uint32_t code, void *params) {
+    size_t before = engine_.count();
+    if (engine_.send(code, params) != PD_OK) throw std::runtime_error("request not sent");
+    if (!engine_.wait_for(before + 1)) throw std::runtime_error("no notification");
+    pd_notification done = engine_.notifications()[before];
+    if (done.uHttpStatus != 200 || done.iResult <= 0)
+      throw std::runtime_error("request " + std::to_string(code) + " failed: status " +
+                               std::to_string(done.uHttpStatus) + " result " +
+                               std::to_string(done.iResult));
+    if (code == PD_REQ_UPLOAD_PHOTO) {
+      const char *status = reinterpret_cast<xml_photo *>(done.iResult)->pszStatus;
+      if (status == nullptr || std::strcmp(status, "done") != 0)
+        throw std::runtime_error("upload not done");
+    }
+    engine_.release_all();
+  }
+
+  Wire &wire_;
+  pd_test::PluginEngine engine_;
 };
 
 // Our transport: a request record per exchange, answered on its worker.
@@ -245,25 +313,39 @@ void BM_Upload32MB(benchmark::State &state) {
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * kUploadBytes));
 }
 
+BENCHMARK_TEMPLATE(BM_Requests, PluginRoute)->UseRealTime();
 BENCHMARK_TEMPLATE(BM_Requests, TransportRoute)->UseRealTime();
 BENCHMARK_TEMPLATE(BM_Requests, PlainCurlRoute)->UseRealTime();
 // The simulator keeps every uploaded file, so a few rounds only.
+BENCHMARK_TEMPLATE(BM_Upload32MB, PluginRoute)->UseRealTime()->Iterations(4);
 BENCHMARK_TEMPLATE(BM_Upload32MB, TransportRoute)->UseRealTime()->Iterations(4);
 BENCHMARK_TEMPLATE(BM_Upload32MB, PlainCurlRoute)->UseRealTime()->Iterations(4);
 
 }  // namespace
 
 int main(int argc, char **argv) {
+  // Into a private session first: the plug-in's login writes to GConf.
+  if (std::getenv("PD_BENCH_PRIVATE_SESSION") == nullptr) {
+    setenv("PD_BENCH_PRIVATE_SESSION", "1", 1);
+    std::vector<char *> args = {const_cast<char *>(PD_WITH_SESSION)};
+    args.insert(args.end(), argv, argv + argc + 1);
+    execv(PD_WITH_SESSION, args.data());
+    std::cerr << "bench_wire: cannot start " << PD_WITH_SESSION << "\n";
+    return 1;
+  }
+  setenv("PD_PLUGIN_LOG", "none", 1);
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   curl_global_init(CURL_GLOBAL_DEFAULT);
+  int status = 0;
   try {
     g_wire.open();
     benchmark::RunSpecifiedBenchmarks();
   } catch (const std::exception &error) {
     std::cerr << "bench_wire: " << error.what() << "\n";
-    return 1;
+    status = 1;
   }
   benchmark::Shutdown();
-  return g_wire.sim.stop() == 0 ? 0 : 1;
+  g_wire.close_down();
+  return g_wire.sim.stop() == 0 ? status : 1;
 }

@@ -215,6 +215,32 @@ inline void release_result(uint32_t index, intptr_t result) {
   }
 }
 
+// The parser index whose record a notification of engine request `code`
+// carries, or -1 where the result is never a record (a logout, a sent
+// message, codes that are not served).
+inline int32_t parser_of_code(uint32_t code) {
+  switch (code) {
+    case 0: return 0;
+    case 4: return 5;
+    case 5: return 26;
+    case 8: case 13: return 7;
+    case 9: return 30;
+    case 11: case 12: return 6;
+    case 17: return 31;
+    case 18: return 32;
+    case 29: return 8;
+    case 30: return 23;
+    case 32: return 16;
+    default: return -1;
+  }
+}
+
+// Releases the result of a notification of `code` as the engine does.
+inline void release_notification_result(uint32_t code, intptr_t result) {
+  int32_t index = parser_of_code(code);
+  if (index >= 0) release_result(static_cast<uint32_t>(index), result);
+}
+
 }  // namespace pd_test
 
 #endif

@@ -1,0 +1,102 @@
+// Every served request through the plug-in, libcurl and gateway-sim: what
+// reached the gateway (tests/data/e2e/tour/*.request) and what the engine
+// was told (*.dump), in one session whose changes read back.
+#include <variant>
+
+#include "e2e_fixture.h"
+#include "support/golden.h"
+
+namespace pd_test {
+namespace {
+
+using Block = std::variant<std::vector<const char *>, const char *, void *>;
+
+struct Step {
+  const char *name;  // tests/data/e2e/tour/<name>.request and .dump
+  uint32_t code;
+  Block params;
+};
+
+class Conversation : public EndToEnd {
+ protected:
+  // One step: one notification, the requests it made, both against their
+  // golden files.
+  pd_notification step(const Step &s) {
+    SCOPED_TRACE(s.name);
+    size_t before = requests().size();
+    pd_notification done = std::visit([&](auto params) { return exchange(s.code, params); }, s.params);
+    if (s.code == PD_REQ_LOGIN) mask_keys();
+    std::vector<RecordedRequest> after = requests();
+    std::string sent;
+    for (size_t i = before; i < after.size(); ++i) sent += (i > before ? "\n" : "") + describe(after[i], masks_);
+    EXPECT_TRUE(matches_golden(std::string("e2e/tour/") + s.name + ".request", sent));
+    EXPECT_TRUE(matches_golden(std::string("e2e/tour/") + s.name + ".dump", describe(done, masks_)));
+    // Every request took one id, and the answer to the last is delivered.
+    EXPECT_EQ(done.iMarker, -1);
+    EXPECT_EQ(done.uReqId, after.size());
+    EXPECT_EQ(done.uReserved, 0u);
+    EXPECT_EQ(done.uPassThrough, 0u);
+    return done;
+  }
+};
+
+TEST_F(Conversation, EveryServedRequestAndWhatItChanges) {
+  start();
+  std::string picture = photo("harbour.jpg", 100000);  // two chunks, the last partial
+  std::string picture_path = path_of("harbour.jpg");
+  const Step steps[] = {
+      {"01-login", PD_REQ_LOGIN, std::vector<const char *>{kAnn[0], kAnn[1]}},
+      {"02-friends", PD_REQ_FRIENDS, static_cast<void *>(nullptr)},
+      {"03-people-search", PD_REQ_PEOPLE_SEARCH, "ra"},
+      {"04-activity-feed", PD_REQ_ACTIVITY_FEED, static_cast<void *>(nullptr)},
+      {"05-set-status", PD_REQ_SET_STATUS, "Tracing the 1921 tram map"},
+      {"06-activity-feed-with-status", PD_REQ_ACTIVITY_FEED, static_cast<void *>(nullptr)},
+      {"07-photo-comments", PD_REQ_GET_PHOTO_COMMENTS, "p201"},
+      {"08-comment-photo", PD_REQ_COMMENT_PHOTO, std::vector<const char *>{"Fog again today", "p201"}},
+      {"09-photo-comments-with-mine", PD_REQ_GET_PHOTO_COMMENTS, "p201"},
+      {"10-activity-comments", PD_REQ_GET_ACTIVITY_COMMENTS, "a101"},
+      {"11-comment-activity", PD_REQ_COMMENT_ACTIVITY, std::vector<const char *>{"Umbrella next time", "a101"}},
+      {"12-activity-comments-with-mine", PD_REQ_GET_ACTIVITY_COMMENTS, "a101"},
+      {"13-album-list", PD_REQ_ALBUM_LIST, static_cast<void *>(nullptr)},
+      {"14-album-photos-empty", PD_REQ_ALBUM_PHOTOS, "al4"},
+      {"15-upload-photo", PD_REQ_UPLOAD_PHOTO, std::vector<const char *>{picture_path.c_str(), "al4"}},
+      {"16-album-photos-with-upload", PD_REQ_ALBUM_PHOTOS, "al4"},
+      {"17-message-inbox", PD_REQ_MESSAGE_FOLDER, "inbox"},
+      {"18-send-message", PD_REQ_SEND_MESSAGE,
+       std::vector<const char *>{"1003", "palisade", nullptr, nullptr, "Map night?",
+                                 "Coming to map night on Friday?", "new"}},
+      {"19-message-outbox", PD_REQ_MESSAGE_FOLDER, "outbox"},
+      {"20-logout", PD_REQ_LOGOUT, static_cast<void *>(nullptr)},
+  };
+  for (const Step &s : steps) {
+    pd_notification done = step(s);
+    if (s.code == PD_REQ_UPLOAD_PHOTO && done.iResult > 0) {
+      const char *id = reinterpret_cast<const xml_photo *>(done.iResult)->pszID;
+      EXPECT_EQ(sim_.fetch(std::string("/media/") + id), picture) << "the stored picture differs";
+    }
+  }
+
+  // The keys went with the logout; nothing more leaves the plug-in.
+  EXPECT_EQ(stored(PD_SETTING_SESSION_KEY), "");
+  EXPECT_EQ(stored(PD_SETTING_PERSIST_KEY), "");
+  size_t sent = requests().size();
+  for (uint32_t code : {PD_REQ_FRIENDS, PD_REQ_ALBUM_LIST, PD_REQ_LOGOUT})
+    EXPECT_EQ(engine_.send(code, static_cast<void *>(nullptr)), PD_ERR_INVALID) << code;
+  EXPECT_EQ(requests().size(), sent);
+}
+
+// Texts wrapped in CDATA sections read exactly as escaped ones, as long as
+// they hold no markup; a text with markup cannot survive the stripping of
+// the markers, and the reply then parses into nothing.
+TEST_F(Conversation, CdataRepliesReadAsEscapedOnes) {
+  start({"--cdata"});
+  step({"01-login", PD_REQ_LOGIN, std::vector<const char *>{kAnn[0], kAnn[1]}});
+  step({"07-photo-comments", PD_REQ_GET_PHOTO_COMMENTS, "p201"});
+  step({"13-album-list", PD_REQ_ALBUM_LIST, static_cast<void *>(nullptr)});
+  // Bram's status is "\"Sunny\" they said <sigh> & it rained".
+  pd_notification friends = exchange(PD_REQ_FRIENDS, static_cast<void *>(nullptr));
+  expect_no_record(friends, PD_REQ_FRIENDS, 200);
+}
+
+}  // namespace
+}  // namespace pd_test

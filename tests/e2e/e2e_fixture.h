@@ -1,0 +1,153 @@
+// One test's world: gateway-sim on free loopback ports, the transport
+// pointed at it through the environment, and the real plug-in driven
+// through its entry points by an engine stand-in. Every exchange expects
+// exactly one notification; after the instance is finalized the count must
+// be exactly the number expected, and nothing may arrive later.
+#ifndef PD_TESTS_E2E_E2E_FIXTURE_H
+#define PD_TESTS_E2E_E2E_FIXTURE_H
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "conversation.h"
+#include "pd-plugin/pd_records.h"
+#include "pd-plugin/pd_settings.h"
+#include "pd-plugin/pd_upload.h"
+#include "support/gateway_sim.h"
+#include "support/plugin_engine.h"
+
+namespace pd_test {
+
+// A person of the simulator's seed.
+inline const char *const kAnn[] = {"ann@palisade.example", "harbour-lights"};
+
+// Variables set for the transport on top of the simulator's.
+using Environment = std::vector<std::pair<const char *, std::string>>;
+
+class EndToEnd : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/pd-e2e.XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    dir_ = pattern;
+  }
+
+  void TearDown() override {
+    engine_.close();
+    EXPECT_EQ(engine_.count(), expected_) << "notifications other than one per exchange";
+    EXPECT_EQ(PluginEngine::stray(), 0u) << "a notification came after pd_finalize";
+    engine_.release_all();
+    if (started_) {
+      EXPECT_EQ(sim_.stop(), 0) << "gateway-sim did not end cleanly";
+    }
+    std::error_code ignored;
+    std::filesystem::remove_all(dir_, ignored);
+  }
+
+  // Starts gateway-sim with `switches`, points the transport at it (with
+  // `environment` on top) and opens the plug-in.
+  void start(const std::vector<std::string> &switches = {}, const Environment &environment = {}) {
+    std::string error;
+    ASSERT_TRUE(sim_.start(switches, &error)) << error;
+    started_ = true;
+    sim_.export_environment();
+    for (const auto &[name, value] : environment) setenv(name, value.c_str(), 1);
+    open();
+  }
+
+  // A plug-in instance made now reads the transport's environment now.
+  void open() { ASSERT_TRUE(engine_.open()); }
+  void reopen() {
+    engine_.close();
+    open();
+  }
+
+  // Sends one request and waits for its one notification.
+  template <typename Params>
+  pd_notification exchange(uint32_t code, Params params) {
+    size_t before = engine_.count();
+    int sent = engine_.send(code, params);
+    EXPECT_EQ(sent, PD_OK) << "request " << code << " was not sent";
+    if (sent != PD_OK) return failed();
+    ++expected_;
+    if (!engine_.wait_for(before + 1)) {
+      ADD_FAILURE() << "no notification for request " << code;
+      return failed();
+    }
+    return engine_.notifications()[before];
+  }
+
+  // Logs in as Ann; from here on her keys show masked.
+  void login() {
+    pd_notification done = exchange(PD_REQ_LOGIN, std::vector<const char *>{kAnn[0], kAnn[1]});
+    ASSERT_EQ(done.uHttpStatus, 200u);
+    ASSERT_GT(done.iResult, 0);
+    mask_keys();
+  }
+
+  void mask_keys() {
+    masks_.add(stored(PD_SETTING_SESSION_KEY), "<session-key>");
+    masks_.add(stored(PD_SETTING_PERSIST_KEY), "<persist-key>");
+  }
+
+  static std::string stored(uint32_t index) { return stored_setting(index); }
+
+  // What the plug-in sent: every request recorded but the test's own
+  // fetches of stored pictures.
+  std::vector<RecordedRequest> requests() const {
+    std::vector<RecordedRequest> all, sent;
+    std::string error;
+    EXPECT_TRUE(sim_.requests(&all, &error)) << error;
+    for (RecordedRequest &request : all)
+      if (!(request.method == "GET" && request.path.rfind("/media/", 0) == 0))
+        sent.push_back(std::move(request));
+    return sent;
+  }
+
+  // A file of `size` bytes that no two positions of a chunk repeat alike.
+  std::string photo(const std::string &name, size_t size) {
+    std::string bytes(size, '\0');
+    uint32_t state = 2463534242u + static_cast<uint32_t>(size);
+    for (char &byte : bytes) {
+      state ^= state << 13;
+      state ^= state >> 17;
+      state ^= state << 5;
+      byte = static_cast<char>(state >> 24);
+    }
+    std::ofstream(dir_ + "/" + name, std::ios::binary) << bytes;
+    return bytes;
+  }
+  std::string path_of(const std::string &name) const { return dir_ + "/" + name; }
+
+  // A failure with the documented shape: status as given, no record.
+  static void expect_no_record(const pd_notification &n, uint32_t code, uint32_t status) {
+    EXPECT_EQ(n.iMarker, -1);
+    EXPECT_EQ(n.uReqCode, code);
+    EXPECT_EQ(n.uHttpStatus, status);
+    EXPECT_EQ(n.iResult, 0);
+  }
+
+  GatewaySim sim_;
+  PluginEngine engine_;
+  Masks masks_;
+  std::string dir_;
+
+ private:
+  static pd_notification failed() {
+    pd_notification none{};
+    none.uReqCode = UINT32_MAX;
+    return none;
+  }
+
+  bool started_ = false;
+  size_t expected_ = 0;
+};
+
+}  // namespace pd_test
+
+#endif

@@ -1,0 +1,163 @@
+// The photo upload over the real wire: the add-photo request, then the file
+// in chunks sent from the transport's callback, each answered by
+// gateway-sim, and one notification at the very end.
+#include "e2e_fixture.h"
+#include "support/golden.h"
+
+namespace pd_test {
+namespace {
+
+class PhotoUpload : public EndToEnd {
+ protected:
+  // Uploads `file` (written as `name`) to Ann's album "al4".
+  pd_notification upload(const std::string &name) {
+    return exchange(PD_REQ_UPLOAD_PHOTO, std::vector<const char *>{path_of(name).c_str(), "al4"});
+  }
+
+  // The requests from `first` on are the add-photo request and then the
+  // file, in order, in chunks of 64 KiB, each with its Content-Range.
+  void expect_sent_whole(size_t first, const std::string &file) {
+    std::vector<RecordedRequest> sent = requests();
+    ASSERT_GT(sent.size(), first);
+    EXPECT_EQ(sent[first].path, "/palisade/photo");
+    size_t chunks = file.empty() ? 1 : (file.size() + PD_UPLOAD_CHUNK_SIZE - 1) / PD_UPLOAD_CHUNK_SIZE;
+    ASSERT_EQ(sent.size(), first + 1 + chunks);
+    size_t offset = 0;
+    for (size_t i = first + 1; i < sent.size(); ++i) {
+      SCOPED_TRACE("chunk " + std::to_string(i - first));
+      const RecordedRequest &chunk = sent[i];
+      size_t length = std::min<size_t>(file.size() - offset, PD_UPLOAD_CHUNK_SIZE);
+      std::string range = file.empty() ? "bytes */0"
+                                       : "bytes " + std::to_string(offset) + "-" +
+                                             std::to_string(offset + length - 1) + "/" +
+                                             std::to_string(file.size());
+      EXPECT_EQ(chunk.method + " " + chunk.scheme, "POST http");
+      EXPECT_EQ(chunk.path, sent[first + 1].path);
+      ASSERT_NE(chunk.header("Content-Range"), nullptr);
+      EXPECT_EQ(*chunk.header("Content-Range"), range);
+      ASSERT_NE(chunk.header("Content-Type"), nullptr);
+      EXPECT_EQ(*chunk.header("Content-Type"), "image/jpg");
+      EXPECT_EQ(*chunk.header("Host"), GatewaySim::upload_host());
+      EXPECT_TRUE(chunk.body == file.substr(offset, length)) << "chunk bytes differ";
+      offset += length;
+    }
+  }
+
+  // The photo the simulator stored for a finished upload, by its record.
+  std::optional<std::string> stored_photo(const pd_notification &done) {
+    if (done.iResult <= 0) return std::nullopt;
+    return sim_.fetch(std::string("/media/") + reinterpret_cast<const xml_photo *>(done.iResult)->pszID);
+  }
+};
+
+TEST_F(PhotoUpload, FiveMegabytesArriveWholeWithOneNotificationAtTheEnd) {
+  start();
+  login();
+  // Not a multiple of 64 KiB: 76 whole chunks and a last one of 19,264.
+  std::string file = photo("five.jpg", 5000000);
+  pd_notification done = upload("five.jpg");
+  EXPECT_TRUE(matches_golden("e2e/upload/done.dump", describe(done, masks_)));
+  EXPECT_EQ(done.uReqId, requests().size());
+  expect_sent_whole(1, file);
+  std::optional<std::string> stored = stored_photo(done);
+  ASSERT_TRUE(stored.has_value());
+  EXPECT_EQ(stored->size(), file.size());
+  EXPECT_TRUE(*stored == file) << "the stored photo differs from the file";
+}
+
+// An empty file goes as one empty chunk; a file of exactly one chunk in one;
+// one byte more needs a second chunk of one byte.
+TEST_F(PhotoUpload, SizesAroundOneChunk) {
+  start();
+  login();
+  for (size_t size : {size_t{0}, size_t{PD_UPLOAD_CHUNK_SIZE}, size_t{PD_UPLOAD_CHUNK_SIZE + 1}}) {
+    SCOPED_TRACE(size);
+    std::string name = std::to_string(size) + ".jpg";
+    std::string file = photo(name, size);
+    size_t first = requests().size();
+    pd_notification done = upload(name);
+    EXPECT_EQ(done.uHttpStatus, 200u);
+    ASSERT_GT(done.iResult, 0);
+    EXPECT_STREQ(reinterpret_cast<const xml_photo *>(done.iResult)->pszStatus, "done");
+    expect_sent_whole(first, file);
+    EXPECT_EQ(stored_photo(done), file);
+  }
+}
+
+// The gateway names a location but the file cannot be read, or it names no
+// location at all (an album that is not the user's): the engine hears of
+// the failure with a null record, and no chunk is sent.
+TEST_F(PhotoUpload, NoChunkWithoutAFileOrALocation) {
+  start();
+  login();
+  expect_no_record(exchange(PD_REQ_UPLOAD_PHOTO, std::vector<const char *>{"/nonexistent/photo.jpg", "al4"}),
+                   PD_REQ_UPLOAD_PHOTO, 200);
+  photo("photo.jpg", 1000);
+  expect_no_record(exchange(PD_REQ_UPLOAD_PHOTO, std::vector<const char *>{path_of("photo.jpg").c_str(), "al3"}),
+                   PD_REQ_UPLOAD_PHOTO, 200);
+  EXPECT_EQ(requests().size(), 3u);
+}
+
+struct MidUploadFault {
+  const char *name;
+  std::vector<std::string> switches;
+  uint32_t status;
+  size_t chunks_sent;  // before the exchange ended
+};
+
+void PrintTo(const MidUploadFault &fault, std::ostream *out) { *out << fault.name; }
+
+class PhotoUploadFault : public PhotoUpload, public ::testing::WithParamInterface<MidUploadFault> {};
+
+// A 300,000-byte file goes in five chunks; the third answer is the fault.
+TEST_P(PhotoUploadFault, EndsTheExchangeWithOneNotification) {
+  const MidUploadFault &fault = GetParam();
+  std::vector<std::string> switches = fault.switches;
+  switches.insert(switches.end(), {"--fault-path", "/upload/*", "--fault-skip", "2"});
+  start(switches);
+  login();
+  photo("photo.jpg", 300000);
+  expect_no_record(upload("photo.jpg"), PD_REQ_UPLOAD_PHOTO, fault.status);
+  engine_.close();  // nothing more can come: the exchange is over
+  std::vector<RecordedRequest> sent = requests();
+  size_t chunks = 0;
+  for (const RecordedRequest &request : sent) chunks += request.path.rfind("/upload/", 0) == 0;
+  // libcurl may try a dropped request once more on a new connection.
+  EXPECT_GE(chunks, fault.chunks_sent);
+  EXPECT_LE(chunks, fault.chunks_sent + 1);
+  EXPECT_EQ(sent.size() - chunks, 2u);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    MidUpload, PhotoUploadFault,
+    ::testing::Values(MidUploadFault{"Status500", {"--status", "500"}, 500, 3},
+                      MidUploadFault{"DroppedConnection", {"--drop"}, 0, 3},
+                      // The answers to chunks are not read until the last.
+                      MidUploadFault{"MalformedAnswer", {"--malformed"}, 200, 5}),
+    [](const auto &info) { return std::string(info.param.name); });
+
+// A cut answer to the last chunk: the gateway holds the whole file, the
+// engine gets no record for it.
+TEST_F(PhotoUpload, ACutLastAnswerStillLeavesTheWholeFileStored) {
+  start({"--malformed", "--fault-path", "/upload/*", "--fault-skip", "4"});
+  login();
+  std::string file = photo("photo.jpg", 300000);
+  expect_no_record(upload("photo.jpg"), PD_REQ_UPLOAD_PHOTO, 200);
+  expect_sent_whole(1, file);
+  pd_notification album = exchange(PD_REQ_ALBUM_PHOTOS, "al4");
+  ASSERT_GT(album.iResult, 0);
+  const xml_photo_album_photo *listed = reinterpret_cast<const xml_photo_album_photo_list *>(album.iResult)->pstPhoto;
+  ASSERT_NE(listed, nullptr);
+  EXPECT_EQ(sim_.fetch(std::string("/media/") + listed->pszID), file);
+}
+
+TEST_F(PhotoUpload, AFailedLocationRequestSendsNoChunk) {
+  start({"--status", "503", "--fault-path", "/palisade/photo"});
+  login();
+  photo("photo.jpg", 1000);
+  expect_no_record(upload("photo.jpg"), PD_REQ_UPLOAD_PHOTO, 503);
+  EXPECT_EQ(requests().size(), 2u);
+}
+
+}  // namespace
+}  // namespace pd_test

@@ -1,0 +1,67 @@
+// The engine's side of the real plug-in, for end-to-end tests and the wire
+// benchmark: one instance made through the exported entry points, every
+// notification kept (copied, the record freed as the engine frees it) until
+// its result is released with the plug-in's own release operations.
+// Free of GoogleTest so benchmarks and helper programs can use it too.
+#ifndef PD_TESTS_SUPPORT_PLUGIN_ENGINE_H
+#define PD_TESTS_SUPPORT_PLUGIN_ENGINE_H
+
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <vector>
+
+#include "pd-plugin/pd_plugin.h"
+
+namespace pd_test {
+
+class PluginEngine {
+ public:
+  PluginEngine() = default;
+  // Finalizes the instance and releases every result still held.
+  ~PluginEngine();
+  PluginEngine(const PluginEngine &) = delete;
+  PluginEngine &operator=(const PluginEngine &) = delete;
+
+  // pd_init and pd_setattr(handle, 3, 3, callback). The transport reads its
+  // configuration (SNS_NT_*) here, so set the environment first. One engine
+  // may be open in a process at a time: the callback has no user word.
+  bool open();
+  // pd_finalize: no notification arrives after it returns, so the count is
+  // final from here on. Results stay held until release_all().
+  void close();
+  bool is_open() const { return handle_ != nullptr; }
+  void *handle() const { return handle_; }
+
+  // pd_sendreq's result.
+  int send(uint32_t code, void *params);
+  int send(uint32_t code, const char *text) {
+    return send(code, static_cast<void *>(const_cast<char *>(text)));
+  }
+  int send(uint32_t code, std::vector<const char *> words);
+
+  // Waits until at least `count` notifications have arrived in all; false
+  // after `seconds`.
+  bool wait_for(size_t count, double seconds = 60);
+  // Copies of every notification so far, in order of arrival; the results
+  // of those already released must not be read.
+  std::vector<pd_notification> notifications();
+  size_t count();
+  // Releases the results of the notifications not released yet.
+  void release_all();
+  // Notifications that arrived while no engine was open (after pd_finalize).
+  static size_t stray();
+
+ private:
+  static void callback(pd_notification *notification);
+
+  void *handle_ = nullptr;
+  std::mutex mutex_;
+  std::condition_variable arrived_;
+  std::vector<pd_notification> notifications_;
+  size_t released_ = 0;
+};
+
+}  // namespace pd_test
+
+#endif
