@@ -47,7 +47,7 @@ Outcome judge(const Answer &answer, const Request &request, double timeout_secon
       return {kRefused, "the plug-in refused the request: " + hint};
     }
     case Answer::Kind::timed_out:
-      text << "no answer within " << timeout_seconds << " seconds";
+      text << "no answer within " << timeout_seconds << " s (--timeout)";
       return {kTransport, text.str()};
     case Answer::Kind::notified: break;
   }

@@ -1,18 +1,58 @@
 #include "plugin.h"
 
 #include <dlfcn.h>
+#include <link.h>
+
+#include <cstdlib>
+#include <vector>
 
 namespace pdctl {
+namespace {
 
-bool load_plugin(const std::string &path, Plugin *plugin, std::string *error) {
-  // RTLD_GLOBAL puts the plug-in's transport in the global scope, where the
-  // optional upload progress hook is looked up with dlsym(RTLD_DEFAULT).
-  void *library = dlopen(path.c_str(), RTLD_NOW | RTLD_GLOBAL);
+// RTLD_GLOBAL puts the plug-in's transport in the global scope, where the
+// optional upload progress hook is looked up with dlsym(RTLD_DEFAULT).
+constexpr int kOpenFlags = RTLD_NOW | RTLD_GLOBAL;
+
+// The folders the dynamic loader searches for pdctl's own libraries:
+// LD_LIBRARY_PATH, pdctl's RUNPATH, the system's folders.
+std::vector<std::string> search_path() {
+  std::vector<std::string> folders;
+  void *self = dlopen(nullptr, RTLD_NOW);
+  Dl_serinfo size{};
+  if (self == nullptr || dlinfo(self, RTLD_DI_SERINFOSIZE, &size) != 0) return folders;
+  auto *info = static_cast<Dl_serinfo *>(std::malloc(size.dls_size));
+  if (info == nullptr) return folders;
+  info->dls_size = size.dls_size;
+  info->dls_cnt = size.dls_cnt;
+  if (dlinfo(self, RTLD_DI_SERINFO, info) == 0)
+    for (unsigned i = 0; i < info->dls_cnt; ++i) folders.emplace_back(info->dls_serpath[i].dls_name);
+  std::free(info);
+  return folders;
+}
+
+// dlopen of a bare file name searches the folders of the object that calls
+// it. A sanitizer build calls through the sanitizer's runtime, which has no
+// RUNPATH, so pdctl walks its own folders first, as the loader would.
+void *open_library(const std::string &path, std::string *error) {
+  if (path.find('/') == std::string::npos) {
+    for (const std::string &folder : search_path()) {
+      std::string candidate = folder + "/" + path;
+      if (void *library = dlopen(candidate.c_str(), kOpenFlags)) return library;
+    }
+  }
+  void *library = dlopen(path.c_str(), kOpenFlags);
   if (library == nullptr) {
     const char *why = dlerror();
     *error = why != nullptr ? why : "cannot open " + path;
-    return false;
   }
+  return library;
+}
+
+}  // namespace
+
+bool load_plugin(const std::string &path, Plugin *plugin, std::string *error) {
+  void *library = open_library(path, error);
+  if (library == nullptr) return false;
   std::string missing;
 #define PDCTL_FIND(name)                                                      \
   plugin->name = reinterpret_cast<decltype(plugin->name)>(dlsym(library, #name)); \
