@@ -125,8 +125,9 @@ int main(int argc, char **argv) {
   } else {
     setenv("PD_PLUGIN_LOG", "none", 1);
   }
-  // The transport gives up on an exchange when pdctl stops waiting.
-  setenv("SNS_NT_TIMEOUT_MS", std::to_string(std::lround(std::ceil(options.timeout * 1000))).c_str(), 0);
+  // pdctl's own wait decides when to give up; the transport (30 s by
+  // default) must not give up on an exchange sooner.
+  setenv("SNS_NT_TIMEOUT_MS", std::to_string(std::lround(std::ceil(options.timeout * 1000)) + 1000).c_str(), 0);
 
   std::string path = options.plugin;
   if (path.empty() && std::getenv("PDCTL_PLUGIN") != nullptr) path = std::getenv("PDCTL_PLUGIN");
