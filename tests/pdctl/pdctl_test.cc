@@ -196,6 +196,26 @@ TEST_F(PdctlTest, ChangesShowInLaterAnswers) {
   expect_output("logout.json", {"--json", "logout"});
 }
 
+// Only the first page is fetched; a table says when the gateway holds more.
+TEST_F(PdctlTest, MorePagesAreMentioned) {
+  login();
+  for (int i = 0; i < 15; ++i)
+    ASSERT_EQ(pdctl({"send", "--to", "1005", "--content", "note " + std::to_string(i)}).status, 0);
+  Result outbox = pdctl({"messages", "outbox"});
+  ASSERT_EQ(outbox.status, 0) << outbox.err;
+  EXPECT_EQ(outbox.out.substr(outbox.out.rfind("\n\n") + 2), "Thread t401 in outbox, 0 unread\n"
+            "  Message m502: Re: Saturday?\n"
+            "    From  Ann Lee (1001)\n"
+            "    To    Bram Okafor (1002)\n"
+            "    Sent  2023-11-14 22:13\n"
+            "    Text  Yes - 12:30 & I bring the maps.\n"
+            "(the gateway holds more, from 17)\n");
+  json page = json::parse(pdctl({"--json", "messages", "outbox"}).out);
+  EXPECT_EQ(page["has_next"], "true");
+  EXPECT_EQ(page["start_context"], "17");
+  EXPECT_EQ(page["threads"].size(), 16u);
+}
+
 // Several chunks: the whole file must arrive, and progress is told on
 // standard error when asked for.
 TEST_F(PdctlTest, UploadSendsTheWholeFile) {
@@ -248,6 +268,9 @@ TEST_F(PdctlTest, TransportFailuresEndWithExitThree) {
   sim_.stop();
   start({"--status", "503", "--fault-path", "/palisade/photo/album"});
   expect_transcript("transport-status", {{"albums"}});
+  sim_.stop();
+  start({"--malformed", "--fault-path", "/palisade/photo/album"});
+  expect_transcript("transport-malformed", {{"albums"}});
   sim_.stop();
   start({"--delay-ms", "3000", "--fault-path", "/palisade/photo/album"});
   expect_transcript("transport-timeout", {{"--timeout", "0.5", "albums"}});
