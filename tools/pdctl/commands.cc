@@ -62,6 +62,22 @@ void add_commands(CLI::App &app, Request &request) {
   };
   auto none = [](Request &) {};
   using B = Request::Block;
+  // A command whose parameter block is one text, given as its argument.
+  auto text_command = [&](const char *name, const char *help, uint32_t code, const char *argument,
+                          const char *argument_help, std::string Args::*value) {
+    CLI::App *sub = app.add_subcommand(name, help);
+    CLI::Option *option =
+        sub->add_option(argument, (*args).*value, argument_help)->required()->check(kNonEmpty);
+    on(sub, code, B::text, [args, value](Request &r) { r.words = {(*args).*value}; });
+    return option;
+  };
+  // What a comment is on: a photo or an activity, and its ID.
+  auto comment_target = [&](CLI::App *sub) {
+    sub->add_option("KIND", args->kind, "photo or activity")
+        ->required()
+        ->check(CLI::IsMember({"photo", "activity"}));
+    sub->add_option("ID", args->id, "the photo's or the activity's ID")->required()->check(kNonEmpty);
+  };
 
   CLI::App *login = app.add_subcommand(
       "login", "Log in; without USER and PASSWORD with the ones stored in GConf");
@@ -91,25 +107,18 @@ void add_commands(CLI::App &app, Request &request) {
   on(app.add_subcommand("feed", "Show the activity feed: your friends' and your own activities"),
      PD_REQ_ACTIVITY_FEED, B::none, none);
 
-  CLI::App *status = app.add_subcommand("status", "Set your status text");
-  status->add_option("TEXT", args->text, "the new status")->required()->check(kNonEmpty);
-  on(status, PD_REQ_SET_STATUS, B::text, [args](Request &r) { r.words = {args->text}; });
+  text_command("status", "Set your status text", PD_REQ_SET_STATUS, "TEXT", "the new status",
+               &Args::text);
 
   CLI::App *comments = app.add_subcommand("comments", "Show the comments on a photo or an activity");
-  comments->add_option("KIND", args->kind, "what is commented on")
-      ->required()
-      ->check(CLI::IsMember({"photo", "activity"}));
-  comments->add_option("ID", args->id, "the photo's or the activity's ID")->required()->check(kNonEmpty);
+  comment_target(comments);
   on(comments, PD_REQ_GET_PHOTO_COMMENTS, B::text, [args](Request &r) {
     if (args->kind == "activity") r.code = PD_REQ_GET_ACTIVITY_COMMENTS;
     r.words = {args->id};
   });
 
   CLI::App *comment = app.add_subcommand("comment", "Comment on a photo or an activity");
-  comment->add_option("KIND", args->kind, "what to comment on")
-      ->required()
-      ->check(CLI::IsMember({"photo", "activity"}));
-  comment->add_option("ID", args->id, "the photo's or the activity's ID")->required()->check(kNonEmpty);
+  comment_target(comment);
   comment->add_option("TEXT", args->text, "the comment")->required()->check(kNonEmpty);
   on(comment, PD_REQ_COMMENT_PHOTO, B::words, [args](Request &r) {
     if (args->kind == "activity") r.code = PD_REQ_COMMENT_ACTIVITY;
@@ -118,9 +127,8 @@ void add_commands(CLI::App &app, Request &request) {
 
   on(app.add_subcommand("albums", "List your photo albums"), PD_REQ_ALBUM_LIST, B::none, none);
 
-  CLI::App *photos = app.add_subcommand("photos", "List the photos of an album");
-  photos->add_option("ALBUM", args->album, "the album's ID")->required()->check(kNonEmpty);
-  on(photos, PD_REQ_ALBUM_PHOTOS, B::text, [args](Request &r) { r.words = {args->album}; });
+  text_command("photos", "List the photos of an album", PD_REQ_ALBUM_PHOTOS, "ALBUM",
+               "the album's ID", &Args::album);
 
   CLI::App *upload = app.add_subcommand("upload", "Upload a JPEG photo into one of your albums");
   upload->add_option("FILE", args->file, "the photo (JPEG)")
@@ -138,15 +146,12 @@ void add_commands(CLI::App &app, Request &request) {
 
   on(app.add_subcommand("friends", "List your friends"), PD_REQ_FRIENDS, B::none, none);
 
-  CLI::App *search = app.add_subcommand("search", "Search people by name");
-  search->add_option("NAME", args->name, "a name or part of one")->required()->check(kNonEmpty);
-  on(search, PD_REQ_PEOPLE_SEARCH, B::text, [args](Request &r) { r.words = {args->name}; });
+  text_command("search", "Search people by name", PD_REQ_PEOPLE_SEARCH, "NAME",
+               "a name or part of one", &Args::name);
 
-  CLI::App *messages = app.add_subcommand("messages", "Show the threads and messages of a folder");
-  messages->add_option("FOLDER", args->folder, "the folder")
-      ->required()
+  text_command("messages", "Show the threads and messages of a folder", PD_REQ_MESSAGE_FOLDER,
+               "FOLDER", "the folder", &Args::folder)
       ->check(CLI::IsMember({"inbox", "outbox", "all", "save", "trash", "temp", "commenting"}));
-  on(messages, PD_REQ_MESSAGE_FOLDER, B::text, [args](Request &r) { r.words = {args->folder}; });
 
   // The seven words of the message block, in its order.
   CLI::App *send = app.add_subcommand("send", "Send a message");
