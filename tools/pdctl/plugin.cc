@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <link.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <vector>
@@ -24,28 +25,35 @@ std::vector<std::string> search_path() {
   if (info == nullptr) return folders;
   info->dls_size = size.dls_size;
   info->dls_cnt = size.dls_cnt;
+  // Only absolute folders: CMake ends a build tree's RUNPATH with an empty
+  // entry (room for the install RUNPATH), which would mean the current folder.
   if (dlinfo(self, RTLD_DI_SERINFO, info) == 0)
-    for (unsigned i = 0; i < info->dls_cnt; ++i) folders.emplace_back(info->dls_serpath[i].dls_name);
+    for (unsigned i = 0; i < info->dls_cnt; ++i)
+      if (info->dls_serpath[i].dls_name[0] == '/') folders.emplace_back(info->dls_serpath[i].dls_name);
   std::free(info);
   return folders;
 }
 
-// dlopen of a bare file name searches the folders of the object that calls
-// it. A sanitizer build calls through the sanitizer's runtime, which has no
-// RUNPATH, so pdctl walks its own folders first, as the loader would.
-void *open_library(const std::string &path, std::string *error) {
-  if (path.find('/') == std::string::npos) {
-    for (const std::string &folder : search_path()) {
-      std::string candidate = folder + "/" + path;
-      if (void *library = dlopen(candidate.c_str(), kOpenFlags)) return library;
-    }
-  }
+void *open_file(const std::string &path, std::string *error) {
   void *library = dlopen(path.c_str(), kOpenFlags);
   if (library == nullptr) {
     const char *why = dlerror();
     *error = why != nullptr ? why : "cannot open " + path;
   }
   return library;
+}
+
+// dlopen of a bare file name searches the folders of the object that calls
+// it. A sanitizer build calls through the sanitizer's runtime, which has no
+// RUNPATH, so pdctl walks its own folders, as the loader would.
+void *open_library(const std::string &path, std::string *error) {
+  if (path.find('/') != std::string::npos) return open_file(path, error);
+  for (const std::string &folder : search_path()) {
+    std::string candidate = folder + "/" + path;
+    if (access(candidate.c_str(), F_OK) == 0) return open_file(candidate, error);
+  }
+  *error = path + " is not in LD_LIBRARY_PATH, pdctl's own library folder or the system's";
+  return nullptr;
 }
 
 }  // namespace
