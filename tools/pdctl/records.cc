@@ -126,31 +126,25 @@ List links_of(const xml_activity_get_links *holder) {
                        [](const Link &l) { return Node{"Link", cells_of(l, fields), {}}; });
 }
 
-// Groups, notes, events and URLs: an element record, a content and links.
+// An item of an activity (group, photo, note, event, web page, video,
+// attached photo): its element record and, where the item has them, its
+// content, thumbnail and links.
 template <class Item, class Element>
 Build<Item> item_builder(const char *kind, Element *Item::*element, const Fields<Element> &fields,
                          char *Element::*name) {
   return [=, &fields](const Item &item) {
     Fields<Item> lifted;
     add_lifted(lifted, element, fields, "");
-    lifted.push_back({"content", "Text", [](const Item &i) { return content(i.pstContent); }});
-    const Element *record = item.*element;
-    return Node{joined(kind, record != nullptr ? record->*name : nullptr), cells_of(item, lifted),
-                {links_of(item.pstLinks)}};
-  };
-}
-
-template <class Item, class Element>
-Build<Item> item_builder(const char *kind, Element *Item::*element, const Fields<Element> &fields,
-                         char *Element::*name, std::function<Value(const Item &)> thumb) {
-  return [=, &fields](const Item &item) {
-    Fields<Item> lifted;
-    add_lifted(lifted, element, fields, "");
     if constexpr (requires { &Item::pstContent; })
       lifted.push_back({"content", "Text", [](const Item &i) { return content(i.pstContent); }});
-    lifted.push_back({"thumbnail_url", "Thumbnail", thumb});
+    if constexpr (requires { &Item::pstThumbnail; })
+      lifted.push_back(
+          {"thumbnail_url", "Thumbnail", [](const Item &i) { return thumbnail(i.pstThumbnail); }});
+    std::vector<List> lists;
+    if constexpr (requires { &Item::pstLinks; }) lists.push_back(links_of(item.pstLinks));
     const Element *record = item.*element;
-    return Node{joined(kind, record != nullptr ? record->*name : nullptr), cells_of(item, lifted), {}};
+    return Node{joined(kind, record != nullptr ? record->*name : nullptr), cells_of(item, lifted),
+                std::move(lists)};
   };
 }
 
@@ -158,37 +152,34 @@ Node activity_node(const xml_activity_get_activity &a) {
   using A = xml_activity_get_activity;
   using E = xml_element_activity;
   using O = xml_activity_get_owner;
+  using OwnerElement = xml_element_owner;
   static const Fields<A> fields = [] {
+    // The owner's element record and the pictures in its two holders.
+    Fields<O> owner;
+    add_lifted(owner, &O::pstOwner,
+               Fields<OwnerElement>{text("id", "", &OwnerElement::pszID), text("name", "", &OwnerElement::pszName),
+                          text("type", "", &OwnerElement::pszType), text("is_friend", "", &OwnerElement::pszIsFriend)},
+               "");
+    owner.push_back({"profile_photo_url", "", [](const O &o) {
+                       return o.pstProfilePhoto && o.pstProfilePhoto->pstProfilePhoto
+                                  ? opt(o.pstProfilePhoto->pstProfilePhoto->pszURL)
+                                  : Value();
+                     }});
+    owner.push_back({"photo_thumbnail_url", "", [](const O &o) {
+                       return o.pstPhotoThumbnail && o.pstPhotoThumbnail->pstPhotoThumbnail
+                                  ? opt(o.pstPhotoThumbnail->pstPhotoThumbnail->pszURL)
+                                  : Value();
+                     }});
     Fields<A> f;
-    auto owner = [](const A &a) -> const O * { return a.pstOwner; };
-    auto element = [](const A &a) -> const xml_element_owner * {
-      return a.pstOwner != nullptr ? a.pstOwner->pstOwner : nullptr;
-    };
     add_lifted(f, &A::pstActivity,
                Fields<E>{text("id", "", &E::pszID), text("sp", "", &E::pszSP),
                          text("type", "", &E::pszType)},
                "");
-    f.push_back({"", "By", [element](const A &a) {
-                   const xml_element_owner *o = element(a);
+    f.push_back({"", "By", [](const A &a) {
+                   const OwnerElement *o = a.pstOwner != nullptr ? a.pstOwner->pstOwner : nullptr;
                    return o != nullptr ? person(o->pszName, o->pszID) : Value();
                  }});
-    f.push_back({"owner_id", "", [element](const A &a) { return element(a) ? opt(element(a)->pszID) : Value(); }});
-    f.push_back({"owner_name", "", [element](const A &a) { return element(a) ? opt(element(a)->pszName) : Value(); }});
-    f.push_back({"owner_type", "", [element](const A &a) { return element(a) ? opt(element(a)->pszType) : Value(); }});
-    f.push_back({"owner_is_friend", "",
-                 [element](const A &a) { return element(a) ? opt(element(a)->pszIsFriend) : Value(); }});
-    f.push_back({"owner_profile_photo_url", "", [owner](const A &a) {
-                   const O *o = owner(a);
-                   return o && o->pstProfilePhoto && o->pstProfilePhoto->pstProfilePhoto
-                              ? opt(o->pstProfilePhoto->pstProfilePhoto->pszURL)
-                              : Value();
-                 }});
-    f.push_back({"owner_photo_thumbnail_url", "", [owner](const A &a) {
-                   const O *o = owner(a);
-                   return o && o->pstPhotoThumbnail && o->pstPhotoThumbnail->pstPhotoThumbnail
-                              ? opt(o->pstPhotoThumbnail->pstPhotoThumbnail->pszURL)
-                              : Value();
-                 }});
+    add_lifted(f, &A::pstOwner, owner, "owner_");
     add_lifted(f, &A::pstActivity,
                Fields<E>{text("act_time", "Time", &E::pszActTime, Style::time),
                          text("target_id", "About", &E::pszTargetID)},
@@ -261,18 +252,13 @@ Node activity_node(const xml_activity_get_activity &a) {
       title,
       cells_of(a, fields),
       {list_of<GI>("groups", a.pstGroup, item_builder("Group", &GI::pstGroup, groups, &G::pszID)),
-       list_of<PI>("photos", a.pstPhoto,
-                   item_builder<PI, P>("Photo", &PI::pstPhoto, photos, &P::pszID,
-                                       [](const PI &i) { return thumbnail(i.pstThumbnail); })),
+       list_of<PI>("photos", a.pstPhoto, item_builder("Photo", &PI::pstPhoto, photos, &P::pszID)),
        list_of<NI>("notes", a.pstNote, item_builder("Note", &NI::pstNote, notes, &N::pszID)),
        list_of<EI>("events", a.pstEvent, item_builder("Event", &EI::pstEvent, events, &V::pszID)),
        list_of<UI>("urls", a.pstURL, item_builder("Web page", &UI::pstURL, urls, &U::pszTitle)),
-       list_of<VI>("videos", a.pstVideo,
-                   item_builder<VI, W>("Video", &VI::pstVideo, videos, &W::pszID,
-                                       [](const VI &i) { return thumbnail(i.pstThumbnail); })),
+       list_of<VI>("videos", a.pstVideo, item_builder("Video", &VI::pstVideo, videos, &W::pszID)),
        list_of<TI>("attached_photos", a.pstAttachedPhoto,
-                   item_builder<TI, T>("Attached photo", &TI::pstAttachedPhoto, attached, &T::pszID,
-                                       [](const TI &i) { return thumbnail(i.pstThumbnail); }))}};
+                   item_builder("Attached photo", &TI::pstAttachedPhoto, attached, &T::pszID))}};
 }
 
 View feed_view(const xml_activity_get &r) {
