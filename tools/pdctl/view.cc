@@ -114,14 +114,18 @@ void add_cells(Json &object, const std::vector<Cell> &cells) {
     if (!cell.key.empty()) object[cell.key] = json_value(cell.value);
 }
 
+Json json_node(const Node &node);
+
+Json json_list(const List &list) {
+  Json array = Json::array();
+  for (const Node &child : list.nodes) array.push_back(json_node(child));
+  return array;
+}
+
 Json json_node(const Node &node) {
   Json object = Json::object();
   add_cells(object, node.cells);
-  for (const List &list : node.lists) {
-    Json array = Json::array();
-    for (const Node &child : list.nodes) array.push_back(json_node(child));
-    object[list.key] = std::move(array);
-  }
+  for (const List &list : node.lists) object[list.key] = json_list(list);
   return object;
 }
 
@@ -172,7 +176,7 @@ void render_json(const View &view, std::ostream &out) {
     add_cells(document, view.head);
   } else {
     add_cells(document, view.head);
-    document[view.list.key] = json_node(Node{{}, {}, {view.list}})[view.list.key];
+    document[view.list.key] = json_list(view.list);
   }
   // Replies may carry bytes that are not UTF-8; they must not stop the output.
   out << document.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
