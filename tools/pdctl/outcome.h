@@ -1,0 +1,40 @@
+// How a request ended, as an exit status and the words a person reads.
+#ifndef PDCTL_OUTCOME_H
+#define PDCTL_OUTCOME_H
+
+#include <cstdint>
+#include <string>
+
+#include "commands.h"
+#include "runner.h"
+
+namespace pdctl {
+
+enum Exit : int {
+  kSuccess = 0,
+  kGatewayError = 1,  // the gateway answered with an error
+  kUsage = 2,         // unknown subcommand, missing or bad arguments
+  kTransport = 3,     // no answer, a status other than 200, a timeout, no record
+  kRefused = 4,       // the plug-in did not send the request
+  kNoPlugin = 5,      // the plug-in could not be loaded
+};
+
+// The exit codes as --help lists them.
+extern const char *const kExitCodesHelp;
+
+// What a gateway error number (the negated sub-code, or ten times the
+// negated code when there is no sub-code) means, in plain words.
+std::string gateway_error_meaning(intptr_t error);
+
+struct Outcome {
+  Exit exit = kSuccess;
+  std::string message;  // for standard error; empty on success
+};
+
+// Judges an answer; when it brings what was asked, renders it into `out`.
+Outcome judge(const Answer &answer, const Request &request, double timeout_seconds, bool json,
+              std::string &out);
+
+}  // namespace pdctl
+
+#endif

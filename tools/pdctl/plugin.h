@@ -1,0 +1,68 @@
+// The plug-in as pdctl sees it: a shared library opened with dlopen and a
+// table of the functions pdctl calls, each found with dlsym, exactly as the
+// engine finds them. The public headers are included for the record
+// layouts and the functions' types; nothing of the plug-in is linked.
+#ifndef PDCTL_PLUGIN_H
+#define PDCTL_PLUGIN_H
+
+#include <string>
+
+#include "pd-plugin/pd_data.h"
+#include "pd-plugin/pd_plugin.h"
+#include "pd-plugin/pd_records.h"
+#include "pd-plugin/pd_upload.h"
+
+namespace pdctl {
+
+// Every function of the plug-in that pdctl calls: the entry points and the
+// release operations of the records a notification can carry.
+#define PDCTL_PLUGIN_FUNCTIONS(X)                         \
+  X(pd_init)                                              \
+  X(pd_finalize)                                          \
+  X(pd_setattr)                                           \
+  X(pd_sendreq)                                           \
+  X(data_Del)                                             \
+  X(xml_login_delete)                                     \
+  X(__xml_friend_grouping_retrieve_delete)                \
+  X(__xml_friend_grouping_friend_delete)                  \
+  X(xml_activity_get_delete)                              \
+  X(__xml_activity_get_activity_delete)                   \
+  X(__xml_activity_get_activity_group_delete)             \
+  X(__xml_activity_get_activity_group_links_link_delete)  \
+  X(__xml_activity_get_activity_note_delete)              \
+  X(__xml_activity_get_activity_note_links_link_delete)   \
+  X(__xml_activity_get_activity_event_delete)             \
+  X(__xml_activity_get_activity_event_links_link_delete)  \
+  X(__xml_activity_get_activity_url_delete)               \
+  X(__xml_activity_get_activity_url_links_link_delete)    \
+  X(__xml_activity_get_activity_photo_delete)             \
+  X(__xml_activity_get_activity_video_delete)             \
+  X(__xml_activity_get_activity_attachedphoto_delete)     \
+  X(xml_people_profile_set_delete)                        \
+  X(xml_people_search_delete)                             \
+  X(xml_element_people_delete)                            \
+  X(xml_element_status_delete)                            \
+  X(xml_element_mood_delete)                              \
+  X(xml_comment_post_delete)                              \
+  X(xml_comment_retrieve_delete)                          \
+  X(xml_photo_album_get_delete)                           \
+  X(__xml_photo_delete)
+
+struct Plugin {
+  // decltype keeps each pointer's type in step with the public header
+  // without referring to the function itself.
+#define PDCTL_DECLARE(name) decltype(&::name) name = nullptr;
+  PDCTL_PLUGIN_FUNCTIONS(PDCTL_DECLARE)
+#undef PDCTL_DECLARE
+};
+
+// Opens the plug-in at `path` (a bare file name is searched for as dlopen
+// does, pdctl's RUNPATH included) and finds every function of the table.
+// False, with the reason in `error`, when it cannot be opened or lacks a
+// function. The library stays loaded for the rest of the process: GLib and
+// GConf inside it cannot be unloaded safely.
+bool load_plugin(const std::string &path, Plugin *plugin, std::string *error);
+
+}  // namespace pdctl
+
+#endif
