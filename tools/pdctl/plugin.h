@@ -11,42 +11,18 @@
 #include "pd-plugin/pd_plugin.h"
 #include "pd-plugin/pd_records.h"
 #include "pd-plugin/pd_upload.h"
+#include "engine_release.h"
 
 namespace pdctl {
 
 // Every function of the plug-in that pdctl calls: the entry points and the
 // release operations of the records a notification can carry.
-#define PDCTL_PLUGIN_FUNCTIONS(X)                         \
-  X(pd_init)                                              \
-  X(pd_finalize)                                          \
-  X(pd_setattr)                                           \
-  X(pd_sendreq)                                           \
-  X(data_Del)                                             \
-  X(xml_login_delete)                                     \
-  X(__xml_friend_grouping_retrieve_delete)                \
-  X(__xml_friend_grouping_friend_delete)                  \
-  X(xml_activity_get_delete)                              \
-  X(__xml_activity_get_activity_delete)                   \
-  X(__xml_activity_get_activity_group_delete)             \
-  X(__xml_activity_get_activity_group_links_link_delete)  \
-  X(__xml_activity_get_activity_note_delete)              \
-  X(__xml_activity_get_activity_note_links_link_delete)   \
-  X(__xml_activity_get_activity_event_delete)             \
-  X(__xml_activity_get_activity_event_links_link_delete)  \
-  X(__xml_activity_get_activity_url_delete)               \
-  X(__xml_activity_get_activity_url_links_link_delete)    \
-  X(__xml_activity_get_activity_photo_delete)             \
-  X(__xml_activity_get_activity_video_delete)             \
-  X(__xml_activity_get_activity_attachedphoto_delete)     \
-  X(xml_people_profile_set_delete)                        \
-  X(xml_people_search_delete)                             \
-  X(xml_element_people_delete)                            \
-  X(xml_element_status_delete)                            \
-  X(xml_element_mood_delete)                              \
-  X(xml_comment_post_delete)                              \
-  X(xml_comment_retrieve_delete)                          \
-  X(xml_photo_album_get_delete)                           \
-  X(__xml_photo_delete)
+#define PDCTL_PLUGIN_FUNCTIONS(X) \
+  X(pd_init)                      \
+  X(pd_finalize)                  \
+  X(pd_setattr)                   \
+  X(pd_sendreq)                   \
+  PD_ENGINE_RELEASE_FUNCTIONS(X)
 
 struct Plugin {
   // decltype keeps each pointer's type in step with the public header
