@@ -6,6 +6,7 @@
 #include <libxml/tree.h>
 
 #include <cstdint>
+#include <initializer_list>
 #include <cstdlib>
 #include <cstring>
 
@@ -41,6 +42,15 @@ inline void store(char *&field, char *copy) noexcept {
 }
 inline void store_attr(char *&field, const xmlNode *node, const char *name) {
   store(field, copy_attr(node, name));
+}
+
+// Several attributes of one element into their fields, in the order given.
+struct AttrField {
+  char **field;
+  const char *name;
+};
+inline void store_attrs(const xmlNode *node, std::initializer_list<AttrField> fields) {
+  for (const AttrField &f : fields) store_attr(*f.field, node, f.name);
 }
 
 // A new record with every field null (null when memory is exhausted).

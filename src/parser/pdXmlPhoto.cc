@@ -35,7 +35,19 @@ constexpr size_t kHeaderSize = 4096;
 
 using pd::parser::is_element;
 using pd::parser::is_named;
-using pd::parser::store_attr;
+using pd::parser::store_attrs;
+
+// Both answers of the exchange are a "Response" root that makes the record
+// and one element under it that fills it.
+template <class Record, class Fill>
+void one_element_answer(uint32_t depth, const char *parent, xmlNode *node, intptr_t *result,
+                        Record *(*init)(), const char *element, Fill fill) {
+  if (depth == 0) {
+    pd::parser::open_reply(node, result, init);
+  } else if (depth == 1 && is_element(node, element) && is_named(parent, "Response")) {
+    if (Record *record = pd::parser::record_in<Record>(result)) fill(*record);
+  }
+}
 
 void log_location(const xml_photo_upload_location &location) {
   PD_LOG_DEBUG("Upload Location is %s\n\n", PD_STR(location.pszHostAddr));
@@ -259,29 +271,23 @@ void __xml_photo_delete(xml_photo *photo) {
 
 void xml_photo_update_location(uint32_t depth, const char *parent, xmlNode *node,
                                intptr_t *result) {
-  if (depth == 0) {
-    pd::parser::open_reply(node, result, __xml_photo_upload_location_init);
-  } else if (depth == 1 && is_element(node, "UploadLocation") && is_named(parent, "Response")) {
-    if (auto *location = pd::parser::record_in<xml_photo_upload_location>(result)) {
-      store_attr(location->pszFileName, node, "FileName");
-      store_attr(location->pszHostAddr, node, "HostAddr");
-      store_attr(location->pszResourceID, node, "ResourceID");
-      store_attr(location->pszExpires, node, "Expires");
-    }
-  }
+  one_element_answer(depth, parent, node, result, __xml_photo_upload_location_init,
+                     "UploadLocation", [node](xml_photo_upload_location &location) {
+                       store_attrs(node, {{&location.pszFileName, "FileName"},
+                                          {&location.pszHostAddr, "HostAddr"},
+                                          {&location.pszResourceID, "ResourceID"},
+                                          {&location.pszExpires, "Expires"}});
+                     });
 }
 
 void xml_photo_upload(uint32_t depth, const char *parent, xmlNode *node, intptr_t *result) {
-  if (depth == 0) {
-    pd::parser::open_reply(node, result, __xml_photo_init);
-  } else if (depth == 1 && is_element(node, "Photo") && is_named(parent, "Response")) {
-    if (auto *photo = pd::parser::record_in<xml_photo>(result)) {
-      store_attr(photo->pszID, node, "ID");
-      store_attr(photo->pszAlbumID, node, "AlbumID");
-      store_attr(photo->pszSP, node, "SP");
-      store_attr(photo->pszStatus, node, "Status");
-    }
-  }
+  one_element_answer(depth, parent, node, result, __xml_photo_init, "Photo",
+                     [node](xml_photo &photo) {
+                       store_attrs(node, {{&photo.pszID, "ID"},
+                                          {&photo.pszAlbumID, "AlbumID"},
+                                          {&photo.pszSP, "SP"},
+                                          {&photo.pszStatus, "Status"}});
+                     });
 }
 
 intptr_t pd_handle_upload_response(void *response_record, pd_upload_data *upload,

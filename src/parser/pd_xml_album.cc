@@ -13,6 +13,7 @@ using pd::parser::is_named;
 using pd::parser::record_in;
 using pd::parser::store;
 using pd::parser::store_attr;
+using pd::parser::store_attrs;
 
 extern "C" {
 
@@ -70,14 +71,10 @@ void xml_photo_album_get_parser(uint32_t depth, const char *parent, xmlNode *nod
     if (!is_element(node, "Album") || !is_named(parent, "Response")) return;
     xml_photo_album_get_album *album = __xml_photo_album_get_album_init(record);
     if (album == nullptr) return;
-    store_attr(album->pszID, node, "ID");
-    store_attr(album->pszSP, node, "SP");
-    store_attr(album->pszName, node, "Name");
-    store_attr(album->pszVisible, node, "Visible");
-    store_attr(album->pszPlace, node, "Place");
-    store_attr(album->pszCreatorID, node, "CreatorID");
-    store_attr(album->pszPhotosCount, node, "PhotosCount");
-    store_attr(album->pszProfilePhotos, node, "ProfilePhotos");
+    store_attrs(node, {{&album->pszID, "ID"}, {&album->pszSP, "SP"}, {&album->pszName, "Name"},
+                       {&album->pszVisible, "Visible"}, {&album->pszPlace, "Place"},
+                       {&album->pszCreatorID, "CreatorID"}, {&album->pszPhotosCount, "PhotosCount"},
+                       {&album->pszProfilePhotos, "ProfilePhotos"}});
     return;
   }
   if (depth != 2 || !is_named(parent, "Album")) return;

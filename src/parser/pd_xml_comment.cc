@@ -13,6 +13,7 @@ using pd::parser::new_record;
 using pd::parser::record_in;
 using pd::parser::store;
 using pd::parser::store_attr;
+using pd::parser::store_attrs;
 
 extern "C" {
 
@@ -53,9 +54,8 @@ void xml_comment_post_parser(uint32_t depth, const char *parent, xmlNode *node, 
   if (!is_element(node, "Comment") || !is_named(parent, "Response")) return;
   xml_comment_post_comment *comment = __xml_comment_post_comment_init(&record->pstComment);
   if (comment == nullptr) return;
-  store_attr(comment->pszID, node, "ID");
-  store_attr(comment->pszTargetID, node, "TargetID");
-  store_attr(comment->pszResult, node, "Result");
+  store_attrs(node, {{&comment->pszID, "ID"}, {&comment->pszTargetID, "TargetID"},
+                     {&comment->pszResult, "Result"}});
 }
 
 // ---------------------------------------------------------------------------
@@ -105,11 +105,9 @@ void xml_comment_retrieve_parser(uint32_t depth, const char *parent, xmlNode *no
     if (!is_element(node, "Comment") || !is_named(parent, "Response")) return;
     xml_comment_retrieve_comment *comment = __xml_comment_retrieve_comment_init(record);
     if (comment == nullptr) return;
-    store_attr(comment->pszID, node, "ID");
-    store_attr(comment->pszSP, node, "SP");
-    store_attr(comment->pszTargetID, node, "TargetID");
-    store_attr(comment->pszCreateTime, node, "CreateTime");
-    store_attr(comment->pszRecommend, node, "Recommend");
+    store_attrs(node, {{&comment->pszID, "ID"}, {&comment->pszSP, "SP"},
+                       {&comment->pszTargetID, "TargetID"}, {&comment->pszCreateTime, "CreateTime"},
+                       {&comment->pszRecommend, "Recommend"}});
     return;
   }
   xml_comment_retrieve_comment *comment = __xml_comment_retrieve_get_last_comment(record);

@@ -13,6 +13,7 @@ using pd::parser::is_named;
 using pd::parser::record_in;
 using pd::parser::store;
 using pd::parser::store_attr;
+using pd::parser::store_attrs;
 
 extern "C" {
 
@@ -66,16 +67,11 @@ void xml_friend_grouping_retrieve_parser(uint32_t depth, const char *parent, xml
     if (!is_element(node, "Friend") || !is_named(parent, "Response")) return;
     xml_friend_grouping_friend *fr = __xml_friend_grouping_friend_init(record);
     if (fr == nullptr) return;
-    store_attr(fr->pszID, node, "ID");
-    store_attr(fr->pszSP, node, "SP");
-    store_attr(fr->pszGroupingID, node, "GroupingID");
-    store_attr(fr->pszDisplayName, node, "DisplayName");
-    store_attr(fr->pszFullName, node, "FullName");
-    store_attr(fr->pszEmail, node, "Email");
-    store_attr(fr->pszPresence, node, "Presence");
-    store_attr(fr->pszLocation, node, "Location");
-    store_attr(fr->pszCity, node, "City");
-    store_attr(fr->pszAge, node, "Age");
+    store_attrs(node, {{&fr->pszID, "ID"}, {&fr->pszSP, "SP"}, {&fr->pszGroupingID, "GroupingID"},
+                       {&fr->pszDisplayName, "DisplayName"}, {&fr->pszFullName, "FullName"},
+                       {&fr->pszEmail, "Email"}, {&fr->pszPresence, "Presence"},
+                       {&fr->pszLocation, "Location"}, {&fr->pszCity, "City"},
+                       {&fr->pszAge, "Age"}});
     return;
   }
   if (depth != 2) return;
@@ -90,9 +86,8 @@ void xml_friend_grouping_retrieve_parser(uint32_t depth, const char *parent, xml
     store_attr(fr->pszStatusCreateTime, node, "CreateTime");
     store_attr(fr->pszStatusID, node, "ID");
   } else if (is_element(node, "Mood ") && is_named(parent, "Friend")) {
-    store_attr(fr->pszMoodID, node, "ID");
-    store_attr(fr->pszMoodIconID, node, "IconID");
-    store_attr(fr->pszMoodText, node, "Text");
+    store_attrs(node, {{&fr->pszMoodID, "ID"}, {&fr->pszMoodIconID, "IconID"},
+                       {&fr->pszMoodText, "Text"}});
   } else if (is_element(node, "Relation") && is_named(parent, "Friend")) {
     store_attr(fr->pszRelationType, node, "Type");
     store_attr(fr->pszRelationModifyTime, node, "ModifyTime");

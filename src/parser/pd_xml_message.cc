@@ -14,6 +14,7 @@ using pd::parser::release_list;
 using pd::parser::release_texts;
 using pd::parser::store;
 using pd::parser::store_attr;
+using pd::parser::store_attrs;
 
 namespace {
 
@@ -136,9 +137,8 @@ void xml_message_folder_retrieve_parser(uint32_t depth, const char *parent, xmlN
     if (!is_element(node, "Thread") || !is_named(parent, "Response")) return;
     xml_message_folder_thread *thread = __xml_message_folder_thread_init(record);
     if (thread == nullptr) return;
-    store_attr(thread->pszID, node, "ID");
-    store_attr(thread->pszUnread, node, "Unread");
-    store_attr(thread->pszFolder, node, "Folder");
+    store_attrs(node, {{&thread->pszID, "ID"}, {&thread->pszUnread, "Unread"},
+                       {&thread->pszFolder, "Folder"}});
     return;
   }
   if (depth == 2) {
@@ -147,10 +147,8 @@ void xml_message_folder_retrieve_parser(uint32_t depth, const char *parent, xmlN
     if (thread == nullptr) return;
     xml_message_folder_message *message = __xml_message_folder_message_init(thread);
     if (message == nullptr) return;
-    store_attr(message->pszID, node, "ID");
-    store_attr(message->pszSP, node, "SP");
-    store_attr(message->pszTitle, node, "Title");
-    store_attr(message->pszSendTime, node, "SendTime");
+    store_attrs(node, {{&message->pszID, "ID"}, {&message->pszSP, "SP"},
+                       {&message->pszTitle, "Title"}, {&message->pszSendTime, "SendTime"}});
     return;
   }
   xml_message_folder_message *message = last_message(record);
