@@ -115,12 +115,13 @@ TEST_F(SettingsStore, BoundedReadTakesAValueOfAnySize) {
   EXPECT_EQ(buffer.c_str(), big);
 }
 
-TEST_F(SettingsStore, NullValueStoresTheEmptyText) {
+// GConf refuses a null text: the key keeps its value.
+TEST_F(SettingsStore, NullValueKeepsTheStoredOne) {
   ASSERT_EQ(sns_gconf_set_string(1, "abc"), 1);
   EXPECT_EQ(sns_gconf_set_string(1, nullptr), 1);
-  std::string read = "untouched";
-  EXPECT_EQ(pd::settings::read(1, read), 0);
-  EXPECT_EQ(read, "");
+  std::string read;
+  EXPECT_EQ(pd::settings::read(1, read), 1);
+  EXPECT_EQ(read, "abc");
 }
 
 TEST_F(SettingsStore, SecondInitKeepsOneWorkingClient) {

@@ -277,7 +277,10 @@ TEST(UploadRecord, InitCopiesThePathAndRefusesNone) {
 
 TEST(UploadRecordDeathTest, PathOfTheLimitStopsTheProcess) {
   std::string too_long(PD_UPLOAD_MAX_PATH, 'p');
-  EXPECT_DEATH(sns_photo_upload_init(too_long.c_str()), "Assertion `0' failed");
+  // Printed as the C library prints it: program, file, line, function.
+  EXPECT_DEATH(sns_photo_upload_init(too_long.c_str()),
+               "[a-z_]+: plugins/client-plugin/palisade/src/parser/pdXmlPhoto:[0-9]+: "
+               "sns_photo_upload_init: Assertion `0' failed\\.");
 }
 
 }  // namespace
