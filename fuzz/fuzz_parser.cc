@@ -47,14 +47,25 @@ void walk_directly(uint32_t which, const std::string &reply) {
   intptr_t result = 0;
   pd::parser::walk(xmlDocGetRootElement(doc), 0, nullptr,
                    [&](uint32_t depth, const char *parent, xmlNode *node) {
-                     if (which == kMessagePost)
+                     if (which == kMessagePost) {
                        xml_message_post_parser(depth, parent, node, &result);
-                     else
-                       xml_activity_delete_parser(depth, parent, node);
+                       return;
+                     }
+                     // What a deletion reply replaces is the engine's, which
+                     // releases it.
+                     xml_activity_delete *kept = activity_delete;
+                     xml_activity_delete_deleted *kept_deleted = activity_delete_deleted;
+                     xml_activity_delete_parser(depth, parent, node);
+                     if (kept != activity_delete) xml_activity_delete_delete(kept);
+                     if (kept_deleted != nullptr && kept_deleted != activity_delete_deleted) {
+                       data_Del(kept_deleted->pszCount);
+                       __xml_activity_delete_deleted_delete(kept_deleted);
+                     }
                    });
   xmlFreeDoc(doc);
   check_record(result);
   pd_test::release_message_post(result);
+  pd_test::release_activity_delete_slots();
 }
 
 }  // namespace

@@ -24,6 +24,7 @@ struct RequestShape {
   uint32_t body_length;
   void *private_data;
   uint32_t upload_value;
+  const char *function;  // the named function sending it, for an assertion
 };
 
 // A new transport request record of `inst` with the next request id. The

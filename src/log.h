@@ -89,6 +89,13 @@ inline const char *str(const char *text) noexcept { return text ? text : "(null)
                       __VA_ARGS__);                                              \
   } while (0)
 
+#define PD_LOG_ERROR_FOR(function, ...)                                         \
+  do {                                                                           \
+    if (::pd::log::error_on())                                                   \
+      ::pd::log::line(::pd::log::Channel::error, PD_LOG_SOURCE, function, __LINE__, \
+                      __VA_ARGS__);                                              \
+  } while (0)
+
 // Brackets of a function's work.
 #define PD_LOG_START() PD_LOG_DEBUG("START >>>>>>>>\n\n")
 #define PD_LOG_END() PD_LOG_DEBUG("END >>>>>>>>\n\n")

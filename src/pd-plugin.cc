@@ -103,12 +103,16 @@ constexpr std::array<ReplyBranch, kCodeCount> kReplyBranches = [] {
   return branches;
 }();
 
+// The helpers below do pd_response_cb's work: their lines and assertions
+// name it, as the engine's log readers expect.
+constexpr const char *kResponseCb = "pd_response_cb";
+
 // Parses the body of a served branch; the branch's receipt line is written.
 intptr_t parse_branch(const ReplyBranch &branch, const char *body) {
-  PD_LOG_DEBUG("%s", branch.receipt);
-  PD_LOG_DEBUG("Body=%s\n\n", PD_STR(body));
+  PD_LOG_DEBUG_FOR(kResponseCb, "%s", branch.receipt);
+  PD_LOG_DEBUG_FOR(kResponseCb, "Body=%s\n\n", PD_STR(body));
   if (body == nullptr) {
-    PD_LOG_DEBUG("Body is NULL... failed\n\n");
+    PD_LOG_DEBUG_FOR(kResponseCb, "Body is NULL... failed\n\n");
     return 0;
   }
   return __xml_parser(static_cast<uint32_t>(branch.parser), body);
@@ -119,18 +123,18 @@ intptr_t parse_branch(const ReplyBranch &branch, const char *body) {
 // When a notification is due the exchange is over and its upload data
 // record is released here: the transport has no request of it left.
 bool upload_branch(const sns_nt_response &response, intptr_t &result, int32_t &parser) {
-  PD_LOG_DEBUG("Get Comment status response recieved\n\n");
-  PD_LOG_DEBUG("Body=%s\n\n", PD_STR(response.pBody));
-  PD_LOG_DEBUG("Private Data is %p\n\n", response.pPrivData);
+  PD_LOG_DEBUG_FOR(kResponseCb, "Get Comment status response recieved\n\n");
+  PD_LOG_DEBUG_FOR(kResponseCb, "Body=%s\n\n", PD_STR(response.pBody));
+  PD_LOG_DEBUG_FOR(kResponseCb, "Private Data is %p\n\n", response.pPrivData);
   if (response.pPrivData == nullptr) {
-    PD_LOG_ERROR("Private data is NULL... wat to do now?\n\n");
+    PD_LOG_ERROR_FOR(kResponseCb, "Private data is NULL... wat to do now?\n\n");
     return false;
   }
   auto *upload = static_cast<pd_upload_data *>(response.pPrivData);
-  PD_LOG_DEBUG("File Name to upload %s\n\n", PD_STR(upload->pszFileName));
+  PD_LOG_DEBUG_FOR(kResponseCb, "File Name to upload %s\n\n", PD_STR(upload->pszFileName));
   result = 0;
   if (response.pBody == nullptr) {
-    PD_LOG_DEBUG("Body is NULL... failed\n\n");
+    PD_LOG_DEBUG_FOR(kResponseCb, "Body is NULL... failed\n\n");
   } else {
     int32_t status = PD_UPLOAD_STEP_FAILED;
     intptr_t step = pd_handle_upload_response(const_cast<sns_nt_response *>(&response), upload,
@@ -149,7 +153,7 @@ bool upload_branch(const sns_nt_response &response, intptr_t &result, int32_t &p
 void deliver(const sns_nt_response &response, pd_engine_cb callback, intptr_t result,
              int32_t parser) {
   auto *pstResponse = static_cast<pd_notification *>(std::calloc(1, sizeof(pd_notification)));
-  PD_ASSERT(pstResponse);
+  PD_ASSERT_FOR(kResponseCb, pstResponse);
   pstResponse->iMarker = -1;
   pstResponse->uReqCode = response.uReqCode;
   pstResponse->uHttpStatus = response.uHttpStatus;
@@ -174,7 +178,7 @@ namespace pd::frame {
 sns_nt_request *new_request(pd_inst *inst, const RequestShape &shape) {
   // Zero-filled: the words the transport does not read hold no leftovers.
   auto *request = static_cast<sns_nt_request *>(std::calloc(1, sizeof(sns_nt_request)));
-  PD_ASSERT(request);
+  PD_ASSERT_FOR(shape.function, request);
   request->hTransport = inst->hTransport;
   request->uReqId = pd_util_reqid();
   request->uReqCode = shape.code;
@@ -314,7 +318,8 @@ int pd_send_pluggin_request(void *instance, uint32_t code, void *params, void * 
   char *body = composed->pszBody;
   uint32_t length = body ? static_cast<uint32_t>(std::strlen(body)) : 0;
   sns_nt_request *request = pd::frame::new_request(
-      inst, {code, SNS_NT_KIND_XML, 0, url, nullptr, body, length, upload, route.upload ? 20u : 0u});
+      inst, {code, SNS_NT_KIND_XML, 0, url, nullptr, body, length, upload, route.upload ? 20u : 0u,
+             __func__});
   // The transport now owns the record, its URL and its body; the composed
   // request itself is the plug-in's and nothing reads it any more.
   std::free(composed);

@@ -1,17 +1,17 @@
 #include "pd_assert.h"
 
-#include <cstdio>
-#include <cstdlib>
+// The C library declares its assertion reporter only for builds that keep
+// assertions; this one always does.
+#undef NDEBUG
+#include <assert.h>
 
 namespace pd {
 
 void assert_fail(const char *expression, const char *source, int line,
                  const char *function) noexcept {
-  // Same shape as glibc's message, so the platform's crash tooling reads it.
-  std::fprintf(stderr, "%s:%d: %s: Assertion `%s' failed.\n", source, line, function,
-               expression);
-  std::fflush(stderr);
-  std::abort();
+  // The C library's own report ("prog: file:line: function: Assertion `x'
+  // failed."), so the platform's crash tooling reads it, and its abort.
+  __assert_fail(expression, source, static_cast<unsigned int>(line), function);
 }
 
 }  // namespace pd

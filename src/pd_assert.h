@@ -1,6 +1,6 @@
 // Exhausted memory for the plug-in's own records stops the process with an
-// assertion naming the variable, as the platform's assertion facility prints
-// it. Unlike assert(), this one is never compiled out.
+// assertion naming the variable, printed by the platform's own assertion
+// facility. Unlike assert(), this one is never compiled out.
 #ifndef PD_PLUGIN_SRC_PD_ASSERT_H
 #define PD_PLUGIN_SRC_PD_ASSERT_H
 
@@ -9,9 +9,13 @@ namespace pd {
                               const char *function) noexcept;
 }
 
-#define PD_ASSERT(expr)                                              \
+#define PD_ASSERT(expr) PD_ASSERT_FOR(__func__, expr)
+
+// In a helper that works for a named function: the message names that
+// function, as if it had failed itself.
+#define PD_ASSERT_FOR(function, expr)                                \
   do {                                                               \
-    if (!(expr)) ::pd::assert_fail(#expr, PD_LOG_SOURCE, __LINE__, __func__); \
+    if (!(expr)) ::pd::assert_fail(#expr, PD_LOG_SOURCE, __LINE__, function); \
   } while (0)
 
 // For an expression text that is not the tested condition (the upload path

@@ -37,16 +37,20 @@ gchar *fetch(uint32_t index) {
   return gconf_client_get_string(g_client.load(), kKeys[index], nullptr);
 }
 
+// Both getters are sns_gconf_get_string to whoever reads the log, also
+// when a gateway operation reads its keys through settings::read.
+constexpr const char *kGetter = "sns_gconf_get_string";
+
 // The common front of both getters: the documented log lines and checks.
 // Returns false when the read must stop with result 0.
 bool begin_read(uint32_t index) {
-  PD_LOG_START();
+  PD_LOG_DEBUG_FOR(kGetter, "START >>>>>>>>\n\n");
   if (g_client.load() == nullptr) {
-    PD_LOG_DEBUG("Gconf client is not inited...returning\n\n");
+    PD_LOG_DEBUG_FOR(kGetter, "Gconf client is not inited...returning\n\n");
     return false;
   }
   if (index >= kKeyCount) {
-    PD_LOG_DEBUG("key error! \n\n\n");
+    PD_LOG_DEBUG_FOR(kGetter, "key error! \n\n\n");
     return false;
   }
   return true;
@@ -66,7 +70,7 @@ int read(uint32_t index, std::string &out) {
     result = value[0] != '\0' ? 1 : 0;
     g_free(value);
   }
-  PD_LOG_END();
+  PD_LOG_DEBUG_FOR(kGetter, "END >>>>>>>>\n\n");
   return result;
 }
 
@@ -128,11 +132,12 @@ int sns_gconf_set_string(uint32_t index, const char *value) {
     PD_LOG_END();
     return 0;
   }
-  {
-    // GConf refuses a null string with a critical warning; a missing value
-    // (a login reply without a session key) is stored as the empty text.
+  // GConf refuses a null text and the key keeps its value: a login reply
+  // without a session key leaves the stored one as it was. The null is not
+  // handed over only to spare the log GConf's critical warning.
+  if (value != nullptr) {
     std::lock_guard<std::mutex> lock(g_gconf_mutex);
-    gconf_client_set_string(client, kKeys[index], value != nullptr ? value : "", nullptr);
+    gconf_client_set_string(client, kKeys[index], value, nullptr);
   }
   PD_LOG_END();
   return 1;

@@ -224,9 +224,11 @@ PD_API void __xml_activity_get_activity_attachedphoto_thumbnail_delete(
  * rather than in a result word: activity_delete gets a record for the
  * "Response" root (its pointer stays null: the "Deleted" record is not
  * linked into it), activity_delete_deleted a record with the "Count" of
- * "Deleted". Each answer replaces, and releases, the records of the one
- * before; a record released with the operations below leaves its slot
- * empty. */
+ * "Deleted". Each answer replaces the records of the one before without
+ * releasing them: they are the engine's, handed out by
+ * xml_activity_delete_return (and read from activity_delete_deleted), and
+ * released by the engine with the operations below. A record released so
+ * while still in its slot leaves the slot empty. */
 typedef struct xml_activity_delete_deleted {
   char *pszCount; /* "Count" of "Deleted" */
 } xml_activity_delete_deleted;

@@ -121,7 +121,9 @@ int sns_engine_network_manager_make_request_t(sns_request_envelope envelope,
   int32_t category = classify(envelope.szPath);
   if (category >= 0) snsmsg_type = category;
   PD_LOG_DEBUG("snsmsg_type :: %d \n\n\n", snsmsg_type);
-  std::memcpy(g_method, envelope.szMethod, sizeof g_method);
+  // A string copy: what lies past the terminator stays as the last wrap
+  // left it.
+  std::strcpy(g_method, envelope.szMethod);
   PD_LOG_DEBUG("g_method :: %s \n\n\n", g_method);
   if (request != nullptr) {
     request->iSecure = envelope.iSecure;

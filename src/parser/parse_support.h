@@ -15,11 +15,12 @@
 
 namespace pd::parser {
 
-// True for an element called `name`. Processing instructions and entity
-// references carry names too, but only elements are matched: a stray
-// "<?Response?>" must not start a second record.
+// True for a node called `name`. Handlers match by name whatever the kind
+// of node: a processing instruction or an entity reference named "Friend"
+// is a friend, with no fields (it has no attributes). Text and comment
+// nodes are named "text" and "comment", which no handler looks for.
 inline bool is_element(const xmlNode *node, const char *name) noexcept {
-  return node != nullptr && node->type == XML_ELEMENT_NODE && node->name != nullptr &&
+  return node != nullptr && node->name != nullptr &&
          std::strcmp(reinterpret_cast<const char *>(node->name), name) == 0;
 }
 

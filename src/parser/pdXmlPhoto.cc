@@ -49,9 +49,13 @@ void one_element_answer(uint32_t depth, const char *parent, xmlNode *node, intpt
   }
 }
 
+// The helpers below are the steps of pd_handle_upload_response: their lines
+// and assertions name it.
+constexpr const char *kStep = "pd_handle_upload_response";
+
 void log_location(const xml_photo_upload_location &location) {
-  PD_LOG_DEBUG("Upload Location is %s\n\n", PD_STR(location.pszHostAddr));
-  PD_LOG_DEBUG("Resource Id is %s\n\n", PD_STR(location.pszResourceID));
+  PD_LOG_DEBUG_FOR(kStep, "Upload Location is %s\n\n", PD_STR(location.pszHostAddr));
+  PD_LOG_DEBUG_FOR(kStep, "Resource Id is %s\n\n", PD_STR(location.pszResourceID));
 }
 
 // A parse result of the frame is a record only when it is positive: null is
@@ -77,16 +81,16 @@ void send_chunk(const sns_nt_response &response, pd_upload_data *upload, char *c
   const xml_photo_upload_location &location = *upload->pstLocation;
 
   auto *psz_url = static_cast<char *>(std::calloc(kUrlSize, 1));
-  PD_ASSERT(psz_url);
+  PD_ASSERT_FOR(kStep, psz_url);
   std::snprintf(psz_url, kUrlSize, "http://%s/%s", PD_STR(location.pszHostAddr),
                 PD_STR(location.pszResourceID));
 
   char *header = static_cast<char *>(std::calloc(kHeaderSize, 1));
-  PD_ASSERT_TEXT(header, "request->pheader");
+  if (header == nullptr) pd::assert_fail("request->pheader", PD_LOG_SOURCE, __LINE__, kStep);
   std::snprintf(header, kHeaderSize, "%s", "Content-Type: image/jpg\r\n");
   sns_nt_request *request = pd::frame::new_request(
       inst, {PD_REQ_UPLOAD_PHOTO, SNS_NT_KIND_CHUNK, 9, psz_url, header, chunk, body_length,
-             upload, 20});
+             upload, 20, kStep});
   // A refused chunk ends the exchange unnoticed by the engine; the
   // transport has released the request, and nothing refers to the upload
   // any more.
@@ -99,7 +103,7 @@ void first_chunk(const sns_nt_response &response, pd_upload_data *upload, int32_
   auto *location = as_record<xml_photo_upload_location>(parsed);
   if (location == nullptr) {
     // A gateway error is no location either.
-    PD_LOG_ERROR("Error in parsing upload location\n\n");
+    PD_LOG_ERROR_FOR(kStep, "Error in parsing upload location\n\n");
     status = PD_UPLOAD_STEP_FAILED;
     return;
   }
@@ -109,7 +113,7 @@ void first_chunk(const sns_nt_response &response, pd_upload_data *upload, int32_
 
   std::FILE *file = std::fopen(upload->pszFileName, "rb");
   if (file == nullptr) {
-    PD_LOG_DEBUG("Uplod File open failed..!!!\n\n");
+    PD_LOG_DEBUG_FOR(kStep, "Uplod File open failed..!!!\n\n");
     status = PD_UPLOAD_STEP_FAILED;
     return;
   }
@@ -131,7 +135,7 @@ void first_chunk(const sns_nt_response &response, pd_upload_data *upload, int32_
   } else {
     upload->uState = PD_UPLOAD_LAST_CHUNK;
     if (upload->iFileSize < 0) {
-      PD_LOG_ERROR("Memory Allocation Fail\n\n");
+      PD_LOG_ERROR_FOR(kStep, "Memory Allocation Fail\n\n");
       std::fclose(file);
       status = PD_UPLOAD_STEP_FAILED;
       return;
@@ -140,11 +144,11 @@ void first_chunk(const sns_nt_response &response, pd_upload_data *upload, int32_
     upload->uOffset += length;
     pszFileContent = static_cast<char *>(std::calloc(length + 1, 1));
   }
-  PD_ASSERT(pszFileContent);
+  PD_ASSERT_FOR(kStep, pszFileContent);
   bool complete = read_chunk(file, 0, length, pszFileContent);
   std::fclose(file);
   if (!complete) {
-    PD_LOG_ERROR("Upload file changed while it was read\n\n");
+    PD_LOG_ERROR_FOR(kStep, "Upload file changed while it was read\n\n");
     std::free(pszFileContent);
     status = PD_UPLOAD_STEP_FAILED;
     return;
@@ -156,7 +160,7 @@ void first_chunk(const sns_nt_response &response, pd_upload_data *upload, int32_
 // States 1 and 2: the gateway accepted a chunk; the next one goes.
 void next_chunk(const sns_nt_response &response, pd_upload_data *upload, int32_t &status) {
   if (upload->pstLocation == nullptr) {
-    PD_LOG_ERROR("There is no upload Info in the private data... returning\n\n");
+    PD_LOG_ERROR_FOR(kStep, "There is no upload Info in the private data... returning\n\n");
     status = PD_UPLOAD_STEP_FAILED;
     return;
   }
@@ -164,12 +168,12 @@ void next_chunk(const sns_nt_response &response, pd_upload_data *upload, int32_t
   std::FILE *file = std::fopen(upload->pszFileName, "rb");
   if (file == nullptr) {
     // The caller's preset failure status stands.
-    PD_LOG_DEBUG("Uplod File open failed..!!!\n\n");
+    PD_LOG_DEBUG_FOR(kStep, "Uplod File open failed..!!!\n\n");
     return;
   }
   int64_t remaining = static_cast<int64_t>(upload->iFileSize) - upload->uOffset;
   if (remaining < 1) {
-    PD_LOG_ERROR("Memory Allocation Fail\n\n");
+    PD_LOG_ERROR_FOR(kStep, "Memory Allocation Fail\n\n");
     std::fclose(file);
     status = PD_UPLOAD_STEP_FAILED;
     return;
@@ -183,11 +187,11 @@ void next_chunk(const sns_nt_response &response, pd_upload_data *upload, int32_t
     length = static_cast<uint32_t>(remaining);
   }
   auto *pszFileContent = static_cast<char *>(std::calloc(length + 1, 1));
-  PD_ASSERT(pszFileContent);
+  PD_ASSERT_FOR(kStep, pszFileContent);
   bool complete = read_chunk(file, upload->uOffset, length, pszFileContent);
   std::fclose(file);
   if (!complete) {
-    PD_LOG_ERROR("Upload file changed while it was read\n\n");
+    PD_LOG_ERROR_FOR(kStep, "Upload file changed while it was read\n\n");
     std::free(pszFileContent);
     status = PD_UPLOAD_STEP_FAILED;
     return;
@@ -203,7 +207,7 @@ void next_chunk(const sns_nt_response &response, pd_upload_data *upload, int32_t
 intptr_t last_answer(const sns_nt_response &response, int32_t &status) {
   intptr_t parsed = __xml_parser(kPhotoParser, response.pBody);
   if (parsed == 0) {
-    PD_LOG_ERROR("Error in parsing upload location\n\n");
+    PD_LOG_ERROR_FOR(kStep, "Error in parsing upload location\n\n");
     status = PD_UPLOAD_STEP_FAILED;
     return 0;
   }

@@ -533,21 +533,16 @@ void xml_activity_delete_delete(xml_activity_delete *record) {
 
 xml_activity_delete *xml_activity_delete_return(void) { return activity_delete; }
 
-// Each answer replaces the records of the one before, which are released
-// here: nothing else refers to them once their slot is taken.
+// Each answer replaces the records of the one before without releasing
+// them: the engine may hold them (xml_activity_delete_return handed the
+// record out) and releases them itself.
 void xml_activity_delete_parser(uint32_t depth, const char *parent, xmlNode *node) {
   TraceLines trace(kPrefix, __func__, __func__);
   if (node == nullptr) return;
   if (depth == 0 && is_element(node, "Response")) {
-    xml_activity_delete *record = __xml_activity_delete_init();
-    std::free(activity_delete);
-    activity_delete = record;
+    activity_delete = __xml_activity_delete_init();
   } else if (depth == 1 && is_element(node, "Deleted") && is_named(parent, "Response")) {
     xml_activity_delete_deleted *record = __xml_activity_delete_deleted_init();
-    if (activity_delete_deleted != nullptr) {
-      data_Del(activity_delete_deleted->pszCount);
-      std::free(activity_delete_deleted);
-    }
     activity_delete_deleted = record;
     if (record != nullptr) record->pszCount = pd::parser::copy_attr(node, "Count");
   }

@@ -115,7 +115,10 @@ int xml_parse_photo_list(xmlNode *first, xml_photo_album_photo_list *record) {
       data_Del(count);
     }
     photo->pszTitle = copy_attr(node, "Title");
-    for (xmlNode *child = node->children; child != nullptr; child = child->next) {
+    // Like the walk, only an element is entered: an entity reference's
+    // children are its declaration, outside the document.
+    xmlNode *first_child = node->type == XML_ELEMENT_NODE ? node->children : nullptr;
+    for (xmlNode *child = first_child; child != nullptr; child = child->next) {
       if (is_element(child, "MainPhoto"))
         store_attr(photo->pszMainPhotoURL, child, "URL");
       else if (is_element(child, "Thumbnail"))

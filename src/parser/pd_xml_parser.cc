@@ -184,8 +184,17 @@ intptr_t *__xml_parser_explore(uint32_t code, uint32_t depth, const char *parent
     __xml_parser_store(code, depth, parent, node, result);
     return result;
   }
+  // A second node named "Response" at the root's level (a processing
+  // instruction after the root) opens a new record over the one a handler
+  // made before; that one is released rather than lost.
+  intptr_t made = 0;
   pd::parser::walk(node, depth, parent, [&](uint32_t at, const char *above, xmlNode *visited) {
+    intptr_t before = result != nullptr ? *result : 0;
     __xml_parser_store(code, at, above, visited, result);
+    intptr_t now = result != nullptr ? *result : 0;
+    if (now == before) return;
+    if (now != 0 && before != 0 && before == made) pd::parser::discard_result(code, before);
+    made = now;
   });
   return result;
 }

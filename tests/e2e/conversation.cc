@@ -1,7 +1,15 @@
 #include "conversation.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cctype>
+#include <cstdio>
 #include <ctime>
+#include <fstream>
+#include <regex>
+#include <set>
+#include <sstream>
 
 #include "parser/record_dump.h"
 #include "pd-plugin/pd_settings.h"
@@ -104,6 +112,50 @@ std::string describe(const RecordedRequest &request, const Masks &masks) {
   text += "Body-Length: " + std::to_string(request.body.size()) + "\n";
   if (xml) text += "\n" + request.body;
   return masks.apply(text);
+}
+
+StdoutCapture::StdoutCapture(std::string path) : path_(std::move(path)) {
+  std::fflush(stdout);
+  int file = open(path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  if (file < 0) return;
+  saved_ = dup(STDOUT_FILENO);
+  dup2(file, STDOUT_FILENO);
+  close(file);
+}
+
+void StdoutCapture::restore() {
+  if (saved_ < 0) return;
+  std::fflush(stdout);
+  dup2(saved_, STDOUT_FILENO);
+  close(saved_);
+  saved_ = -1;
+}
+
+std::string StdoutCapture::finish() {
+  restore();
+  std::ostringstream text;
+  text << std::ifstream(path_, std::ios::binary).rdbuf();
+  return text.str();
+}
+
+std::vector<std::string> misattributed_lines(const std::string &log, size_t *lines) {
+  static const std::set<std::string> kSources = {
+      "plugins/client-plugin/palisade/src/pd-plugin",
+      "plugins/client-plugin/palisade/src/pd-plugin-util",
+      "plugins/client-plugin/palisade/src/pd_gconf",
+      "plugins/client-plugin/palisade/src/composer/pd_api_composer",
+      "plugins/client-plugin/palisade/src/parser/pdXmlPhoto",
+  };
+  std::set<std::string> named;
+  std::ifstream exports(std::string(PD_TEST_DATA_DIR) + "/../abi/exports.txt");
+  for (std::string name; std::getline(exports, name);)
+    if (!name.empty() && name[0] != '#') named.insert(name);
+  static const std::regex kLine(R"(\[PD-PLUGIN-(DEBUG|ERROR)\]([^:\n]*):([^:\n]*):[0-9]+: [^\n]*)");
+  std::vector<std::string> wrong;
+  *lines = 0;
+  for (std::sregex_iterator it(log.begin(), log.end(), kLine), end; it != end; ++it, ++*lines)
+    if (!kSources.count((*it)[2]) || !named.count((*it)[3])) wrong.push_back(it->str());
+  return wrong;
 }
 
 }  // namespace pd_test

@@ -1,6 +1,7 @@
 // Every served request through the plug-in, libcurl and gateway-sim: what
 // reached the gateway (tests/data/e2e/tour/*.request) and what the engine
 // was told (*.dump), in one session whose changes read back.
+#include <cstdio>
 #include <variant>
 
 #include "e2e_fixture.h"
@@ -40,11 +41,9 @@ class Conversation : public EndToEnd {
   }
 };
 
-TEST_F(Conversation, EveryServedRequestAndWhatItChanges) {
-  start();
-  std::string picture = photo("harbour.jpg", 100000);  // two chunks, the last partial
-  std::string picture_path = path_of("harbour.jpg");
-  const Step steps[] = {
+// Every served request once, the upload with a picture of two chunks.
+std::vector<Step> tour(const std::string &picture_path) {
+  return {
       {"01-login", PD_REQ_LOGIN, std::vector<const char *>{kAnn[0], kAnn[1]}},
       {"02-friends", PD_REQ_FRIENDS, static_cast<void *>(nullptr)},
       {"03-people-search", PD_REQ_PEOPLE_SEARCH, "ra"},
@@ -68,6 +67,13 @@ TEST_F(Conversation, EveryServedRequestAndWhatItChanges) {
       {"19-message-outbox", PD_REQ_MESSAGE_FOLDER, "outbox"},
       {"20-logout", PD_REQ_LOGOUT, static_cast<void *>(nullptr)},
   };
+}
+
+TEST_F(Conversation, EveryServedRequestAndWhatItChanges) {
+  start();
+  std::string picture = photo("harbour.jpg", 100000);  // two chunks, the last partial
+  std::string picture_path = path_of("harbour.jpg");
+  const std::vector<Step> steps = tour(picture_path);
   for (const Step &s : steps) {
     pd_notification done = step(s);
     if (s.code == PD_REQ_UPLOAD_PHOTO && done.iResult > 0) {
@@ -83,6 +89,32 @@ TEST_F(Conversation, EveryServedRequestAndWhatItChanges) {
   for (uint32_t code : {PD_REQ_FRIENDS, PD_REQ_ALBUM_LIST, PD_REQ_LOGOUT})
     EXPECT_EQ(engine_.send(code, static_cast<void *>(nullptr)), PD_ERR_INVALID) << code;
   EXPECT_EQ(requests().size(), sent);
+}
+
+// Whoever reads the plug-in's log finds every line under one of its source
+// paths and a function an engine knows by name, never an internal helper:
+// through a refused login, the whole tour and a refused code.
+TEST_F(Conversation, EveryLogLineNamesASourceAndANamedFunction) {
+  start();
+  photo("harbour.jpg", 100000);
+  std::string picture_path = path_of("harbour.jpg");
+  StdoutCapture capture(dir_ + "/stdout");
+  EXPECT_EQ(exchange(PD_REQ_LOGIN, std::vector<const char *>{kAnn[0], "wrong"}).iResult, -301);
+  for (const Step &s : tour(picture_path))
+    std::visit([&](auto params) { exchange(s.code, params); }, s.params);
+  EXPECT_EQ(engine_.send(1, static_cast<void *>(nullptr)), PD_ERR_INVALID);
+  engine_.close();  // the last lines are written before pd_finalize returns
+  std::string log = capture.finish();
+  if (HasFailure()) std::fputs(log.c_str(), stdout);
+
+  size_t lines = 0;
+  std::vector<std::string> wrong = misattributed_lines(log, &lines);
+  size_t prefixed = 0;
+  for (size_t at = log.find("[PD-PLUGIN-"); at != std::string::npos; at = log.find("[PD-PLUGIN-", at + 1))
+    ++prefixed;
+  EXPECT_EQ(lines, prefixed) << "lines without source, function and line number";
+  EXPECT_GT(lines, 500u);
+  for (const std::string &line : wrong) ADD_FAILURE() << line;
 }
 
 // Texts wrapped in CDATA sections read exactly as escaped ones, as long as

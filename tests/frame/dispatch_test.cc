@@ -123,7 +123,7 @@ TEST_F(Replies, EachServedCodeLogsItsReceiptThenTheBody) {
     LogCapture log;
     reply(code, 200, "<Root/>");
     const std::string where =
-        "[PD-PLUGIN-DEBUG]plugins/client-plugin/palisade/src/pd-plugin:parse_branch:N: ";
+        "[PD-PLUGIN-DEBUG]plugins/client-plugin/palisade/src/pd-plugin:pd_response_cb:N: ";
     EXPECT_TRUE(log.contains(where + receipt + "\n\n")) << code;
     EXPECT_TRUE(log.contains(where + "Body=<Root/>\n\n")) << code;
   }
@@ -164,7 +164,7 @@ TEST_F(Replies, UploadReplyWithoutItsRecordIsSilent) {
   EXPECT_TRUE(notifications().empty());
   EXPECT_TRUE(log.contains("Private Data is (nil)\n\n"));
   EXPECT_TRUE(log.contains("[PD-PLUGIN-ERROR]plugins/client-plugin/palisade/src/pd-plugin:"
-                           "upload_branch:N: Private data is NULL... wat to do now?\n\n"));
+                           "pd_response_cb:N: Private data is NULL... wat to do now?\n\n"));
   EXPECT_FALSE(log.contains("END >>>>>>>>"));
 }
 

@@ -42,8 +42,8 @@ TEST(Settings, BeforeInitBothAccessorsRefuse) {
   const std::string where = "[PD-PLUGIN-DEBUG]plugins/client-plugin/palisade/src/pd_gconf:";
   // The getter brackets first; the setter refuses before its START line.
   EXPECT_EQ(log.text(Channel::debug),
-            where + "begin_read:N: START >>>>>>>>\n\n" + where +
-                "begin_read:N: Gconf client is not inited...returning\n\n" + where +
+            where + "sns_gconf_get_string:N: START >>>>>>>>\n\n" + where +
+                "sns_gconf_get_string:N: Gconf client is not inited...returning\n\n" + where +
                 "sns_gconf_set_string:N: Gconf client is not inited...returning\n\n");
 }
 
@@ -95,7 +95,7 @@ TEST_F(SettingsStore, IndexAboveSixIsAKeyError) {
   EXPECT_EQ(sns_gconf_set_string(UINT32_MAX, "x"), 0);
   const std::string where = "[PD-PLUGIN-DEBUG]plugins/client-plugin/palisade/src/pd_gconf:";
   EXPECT_EQ(log.text(Channel::debug),
-            where + "begin_read:N: START >>>>>>>>\n\n" + where + "begin_read:N: key error! \n\n\n" +
+            where + "sns_gconf_get_string:N: START >>>>>>>>\n\n" + where + "sns_gconf_get_string:N: key error! \n\n\n" +
                 where + "sns_gconf_set_string:N: START >>>>>>>>\n\n" + where +
                 "sns_gconf_set_string:N: key error! \n\n\n" + where +
                 "sns_gconf_set_string:N: END >>>>>>>>\n\n" + where +
@@ -115,12 +115,13 @@ TEST_F(SettingsStore, BoundedReadTakesAValueOfAnySize) {
   EXPECT_EQ(buffer.c_str(), big);
 }
 
-TEST_F(SettingsStore, NullValueStoresTheEmptyText) {
+// GConf refuses a null text: the key keeps its value.
+TEST_F(SettingsStore, NullValueKeepsTheStoredOne) {
   ASSERT_EQ(sns_gconf_set_string(1, "abc"), 1);
   EXPECT_EQ(sns_gconf_set_string(1, nullptr), 1);
-  std::string read = "untouched";
-  EXPECT_EQ(pd::settings::read(1, read), 0);
-  EXPECT_EQ(read, "");
+  std::string read;
+  EXPECT_EQ(pd::settings::read(1, read), 1);
+  EXPECT_EQ(read, "abc");
 }
 
 TEST_F(SettingsStore, SecondInitKeepsOneWorkingClient) {

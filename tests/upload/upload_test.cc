@@ -176,7 +176,7 @@ TEST_F(Upload, FileDeletedAfterTheFirstChunk) {
   LogCapture log;
   sns_double::respond(0, 200, read_data("replies/upload/photo-partial.xml").c_str());
   EXPECT_TRUE(log.contains("[PD-PLUGIN-DEBUG]plugins/client-plugin/palisade/src/parser/pdXmlPhoto:"
-                           "next_chunk:N: Uplod File open failed..!!!\n\n"));
+                           "pd_handle_upload_response:N: Uplod File open failed..!!!\n\n"));
   EXPECT_EQ(sns_double::request_count(), 1u);
   ASSERT_EQ(notifications().size(), 1u);
   EXPECT_EQ(notifications()[0].iResult, 0);
@@ -277,7 +277,10 @@ TEST(UploadRecord, InitCopiesThePathAndRefusesNone) {
 
 TEST(UploadRecordDeathTest, PathOfTheLimitStopsTheProcess) {
   std::string too_long(PD_UPLOAD_MAX_PATH, 'p');
-  EXPECT_DEATH(sns_photo_upload_init(too_long.c_str()), "Assertion `0' failed");
+  // Printed as the C library prints it: program, file, line, function.
+  EXPECT_DEATH(sns_photo_upload_init(too_long.c_str()),
+               "[a-z_]+: plugins/client-plugin/palisade/src/parser/pdXmlPhoto:[0-9]+: "
+               "sns_photo_upload_init: Assertion `0' failed\\.");
 }
 
 }  // namespace
