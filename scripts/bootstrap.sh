@@ -6,7 +6,7 @@ set -euo pipefail
 
 packages=(
   # toolchain
-  build-essential cmake pkg-config clang libclang-rt-14-dev gcc-multilib git
+  build-essential cmake pkg-config clang libclang-rt-14-dev git
   # the plug-in
   libxml2-dev libgconf2-dev gconf2 dbus
   # the host transport, the simulator, the command-line tool
@@ -36,5 +36,30 @@ if [ "$(id -u)" -ne 0 ]; then
   sudo="sudo"
 fi
 export DEBIAN_FRONTEND=noninteractive
-$sudo apt-get update -qq
-$sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+
+# A mirror in the middle of a sync serves index files of the wrong size, and
+# apt-get update then fails although every list it needs may be fine. Retry a
+# few times, and let the install itself decide whether what is there will do.
+update_lists() {
+  local try
+  for try in 1 2 3; do
+    if $sudo apt-get update -qq; then
+      return 0
+    fi
+    echo "bootstrap: apt-get update failed (try $try of 3)" >&2
+    sleep $((try * 5))
+  done
+  return 1
+}
+
+install_missing() {
+  $sudo apt-get install -y -qq --no-install-recommends "$@" >/dev/null
+}
+
+update_lists || true
+if ! install_missing "${missing[@]}"; then
+  echo "bootstrap: install failed; refreshing the package lists once more" >&2
+  sleep 20
+  update_lists || true
+  install_missing "${missing[@]}"
+fi

@@ -1,5 +1,5 @@
 /* Pins the records shared with the engine and the transport to their layout
- * on the 32-bit device. Compiled with -m32; every offset must be the
+ * on the 32-bit device. Compiled for 32-bit ARM; every offset must be the
  * documented one. */
 #include <stddef.h>
 
@@ -11,7 +11,7 @@
 #define AT(type, field, offset) \
   _Static_assert(offsetof(type, field) == (offset), #type "." #field " at " #offset)
 
-_Static_assert(sizeof(void *) == 4, "compile this file with -m32");
+_Static_assert(sizeof(void *) == 4, "compile this file for a 32-bit target");
 
 /* The transport request record: 18 words. */
 _Static_assert(sizeof(sns_nt_request) == 72, "request record is 72 bytes");
