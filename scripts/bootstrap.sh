@@ -6,7 +6,7 @@ set -euo pipefail
 
 packages=(
   # toolchain
-  build-essential cmake pkg-config clang libclang-rt-14-dev git
+  build-essential cmake pkg-config clang libclang-rt-14-dev git ccache
   # the plug-in
   libxml2-dev libgconf2-dev gconf2 dbus
   # the host transport, the simulator, the command-line tool

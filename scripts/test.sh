@@ -15,9 +15,18 @@ fuzz_seconds=${PD_FUZZ_SECONDS:-60}
 
 step() { printf '\n==== %s\n' "$*"; }
 
+# Compiler cache: the builds below share most objects' inputs, and a later run
+# on the same machine starts warm. Paths are made relative to the checkout so
+# clones elsewhere hit the same entries.
+export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
+launcher=()
+if command -v ccache >/dev/null; then
+  launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+fi
+
 run_build() {
   local dir=$1; shift
-  cmake -S . -B "$dir" -DPD_WERROR=ON "$@" >/dev/null
+  cmake -S . -B "$dir" -DPD_WERROR=ON "${launcher[@]}" "$@" >/dev/null
   cmake --build "$dir" -j "$jobs"
   ctest --test-dir "$dir" -j "$jobs" --output-on-failure --timeout 300
 }
@@ -31,7 +40,7 @@ run_build build/sanitize -DCMAKE_BUILD_TYPE=Debug -DPD_SANITIZE=ON
 if [ "$fuzz_seconds" -gt 0 ] && [ -f fuzz/CMakeLists.txt ]; then
   step "fuzz targets, ${fuzz_seconds}s each"
   CC=clang CXX=clang++ cmake -S . -B build/fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-    -DPD_WERROR=ON -DPD_BUILD_FUZZ=ON -DPD_BUILD_TESTS=OFF -DPD_BUILD_TOOLS=OFF >/dev/null
+    -DPD_WERROR=ON "${launcher[@]}" -DPD_BUILD_FUZZ=ON -DPD_BUILD_TESTS=OFF -DPD_BUILD_TOOLS=OFF >/dev/null
   cmake --build build/fuzz -j "$jobs"
   for target in build/fuzz/fuzz/fuzz_*; do
     [ -x "$target" ] || continue
