@@ -19,13 +19,13 @@ namespace pd::parser {
 // of node: a processing instruction or an entity reference named "Friend"
 // is a friend, with no fields (it has no attributes). Text and comment
 // nodes are named "text" and "comment", which no handler looks for.
-inline bool is_element(const xmlNode *node, const char *name) noexcept {
-  return node != nullptr && node->name != nullptr &&
-         std::strcmp(reinterpret_cast<const char *>(node->name), name) == 0;
+inline bool is_named(const char *text, const char *name) noexcept {
+  // Most names differ in their first letter: no call for those.
+  return text != nullptr && text[0] == name[0] && std::strcmp(text, name) == 0;
 }
 
-inline bool is_named(const char *text, const char *name) noexcept {
-  return text != nullptr && std::strcmp(text, name) == 0;
+inline bool is_element(const xmlNode *node, const char *name) noexcept {
+  return node != nullptr && is_named(reinterpret_cast<const char *>(node->name), name);
 }
 
 // An owned copy of attribute `name` of `node`, or null when it is absent.
@@ -38,26 +38,68 @@ char *copy_first_text(const xmlNode *node);
 // Stores a new copy into a field, releasing what the field held: an element
 // that comes twice replaces the first copy instead of losing it.
 inline void store(char *&field, char *copy) noexcept {
-  data_Del(field);
+  if (field != nullptr) data_Del(field);
   field = copy;
 }
 inline void store_attr(char *&field, const xmlNode *node, const char *name) {
   store(field, copy_attr(node, name));
 }
 
-// Several attributes of one element into their fields, in the order given.
+// Several attributes of one element into their fields: each field receives
+// its own copy of the first attribute of its name, or null. The element's
+// attribute list is walked once, however many names are asked for.
 struct AttrField {
   char **field;
   const char *name;
 };
+void store_attrs(const xmlNode *node, const AttrField *fields, size_t count);
 inline void store_attrs(const xmlNode *node, std::initializer_list<AttrField> fields) {
-  for (const AttrField &f : fields) store_attr(*f.field, node, f.name);
+  store_attrs(node, fields.begin(), fields.size());
+}
+
+// The names of a record that reads many attributes, grouped by their first
+// letter, so that each attribute of an element is compared with the one or
+// two names that begin like it rather than with all of them.
+struct AttrIndex {
+  static constexpr size_t kMaxNames = 32;
+  uint8_t order[kMaxNames]{};  // positions of the names, by first letter
+  uint8_t begin[129]{};        // the names beginning with c: order[begin[c] .. begin[c + 1])
+
+  constexpr AttrIndex() = default;
+  constexpr AttrIndex(const char *const *names, size_t count) {
+    if (count > kMaxNames) throw "too many names";
+    uint8_t runs[129]{};
+    for (size_t i = 0; i < count; ++i) ++runs[letter(names[i])];
+    for (size_t c = 0; c < 128; ++c) begin[c + 1] = static_cast<uint8_t>(begin[c] + runs[c]);
+    uint8_t next[128]{};
+    for (size_t i = 0; i < count; ++i) {
+      size_t c = letter(names[i]);
+      order[begin[c] + next[c]++] = static_cast<uint8_t>(i);
+    }
+  }
+  static constexpr size_t letter(const char *name) {
+    return static_cast<unsigned char>(name[0]) & 127u;
+  }
+};
+
+// store_attrs for `names`, given with their index: fields[i] receives the
+// attribute names[i].
+void store_attrs(const xmlNode *node, char **const *fields, const char *const *names,
+                 size_t count, const AttrIndex &index);
+
+// A zero-filled block (null when memory is exhausted). Not calloc: glibc's
+// calloc passes by the per-thread cache that makes small allocations cheap,
+// and a reply makes thousands of small records.
+inline void *zeroed(size_t bytes) noexcept {
+  void *block = std::malloc(bytes);
+  if (block != nullptr) std::memset(block, 0, bytes);
+  return block;
 }
 
 // A new record with every field null (null when memory is exhausted).
 template <class Record>
 Record *new_record() noexcept {
-  return static_cast<Record *>(std::calloc(1, sizeof(Record)));
+  return static_cast<Record *>(zeroed(sizeof(Record)));
 }
 
 // Releases a record that is a row of `count` owned texts, and the record.
@@ -188,12 +230,6 @@ void walk(xmlNode *first, uint32_t depth, const char *parent, Visit &&visit) {
 // asks for the last one on every child element, so the parse in progress on
 // this thread remembers the tail of each list it touched (see ParseScope);
 // outside a parse, or for a list it does not know, the list is walked.
-namespace tails {
-const void *lookup(const void *head_slot, const void *head) noexcept;
-void remember(const void *head_slot, const void *head, const void *tail) noexcept;
-void forget(const void *head_slot) noexcept;
-}  // namespace tails
-
 // While alive, the current thread remembers list tails. __xml_parser holds
 // one for the length of a parse. The few lists that a parse is appending to
 // at any moment stay remembered (least recently used is forgotten first), so
@@ -219,9 +255,18 @@ class ParseScope {
  private:
   static constexpr size_t kEntries = 16;
   Entry entries_[kEntries];
+  size_t recent_ = 0;  // the entry found last: most finds are for the same list
   uint64_t clock_ = 0;
   ParseScope *previous_;
 };
+
+namespace tails {
+// The remembered end of the list whose head is at `head_slot` (holding
+// `head`), to read and update: a list emptied and refilled since starts
+// over. Null outside a parse.
+ParseScope::Entry *entry(const void *head_slot, const void *head) noexcept;
+void forget(const void *head_slot) noexcept;
+}  // namespace tails
 
 // `next(node)` gives a reference to the node's link: lists whose link is
 // not a `pstNext` member (rows of words described by a table) use these
@@ -230,21 +275,23 @@ template <class Node, class Next>
 Node *last_node(Node *const *head_slot, Next next) noexcept {
   if (head_slot == nullptr || *head_slot == nullptr) return nullptr;
   Node *node = *head_slot;
-  if (const void *known = tails::lookup(head_slot, node))
-    node = static_cast<Node *>(const_cast<void *>(known));
+  ParseScope::Entry *known = tails::entry(head_slot, node);
+  if (known != nullptr && known->tail != nullptr)
+    node = static_cast<Node *>(const_cast<void *>(known->tail));
   while (next(node) != nullptr) node = next(node);
-  tails::remember(head_slot, *head_slot, node);
+  if (known != nullptr) known->tail = node;
   return node;
 }
 
 template <class Node, class Next>
 Node *append_node(Node **head_slot, Node *node, Next next) noexcept {
   if (head_slot == nullptr || node == nullptr) return node;
-  if (Node *tail = last_node(head_slot, next))
+  if (Node *tail = last_node(head_slot, next)) {
     next(tail) = node;
-  else
+  } else {
     *head_slot = node;
-  tails::remember(head_slot, *head_slot, node);
+  }
+  if (ParseScope::Entry *known = tails::entry(head_slot, *head_slot)) known->tail = node;
   return node;
 }
 

@@ -246,7 +246,7 @@ void *node_init(Kind kind, void *parent) {
   TraceLines trace(kPrefix, line_name(row.tracing.init, true, row.init_name),
                    line_name(row.tracing.init, false, row.init_name));
   if (row.tracing.init_extra != nullptr) PD_LOG_STDOUT("%s%s\n", kPrefix, row.tracing.init_extra);
-  void *node = std::calloc(row.count, sizeof(void *));
+  void *node = pd::parser::zeroed(row.count * sizeof(void *));
   if (node == nullptr || parent == nullptr) return node;
   const Shape &shape = kShapes[kind];
   void **slot = &words(parent)[shape.place.word];
@@ -497,14 +497,14 @@ void xml_activity_get_parser(uint32_t depth, const char *parent, xmlNode *node,
 
 xml_activity_delete *__xml_activity_delete_init(void) {
   TraceLines trace(kPrefix, __func__, __func__);
-  return static_cast<xml_activity_delete *>(std::calloc(1, sizeof(xml_activity_delete)));
+  return static_cast<xml_activity_delete *>(pd::parser::zeroed(sizeof(xml_activity_delete)));
 }
 
 // Its opening line is its own, as it always has been.
 xml_activity_delete_deleted *__xml_activity_delete_deleted_init(void) {
   PD_LOG_STDOUT("__xml_activity_delete_deleted_init : __xml_parser - Start\n");
   auto *record =
-      static_cast<xml_activity_delete_deleted *>(std::calloc(1, sizeof(xml_activity_delete_deleted)));
+      static_cast<xml_activity_delete_deleted *>(pd::parser::zeroed(sizeof(xml_activity_delete_deleted)));
   PD_LOG_STDOUT("Xml_Activity : __xml_activity_delete_deleted_init - End\n");
   return record;
 }
