@@ -6,6 +6,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 namespace pd::parser {
 
@@ -109,8 +110,13 @@ ParseScope::~ParseScope() { t_scope = previous_; }
 
 ParseScope::Entry *ParseScope::find(const void *head_slot) noexcept {
   if (entries_[recent_].head_slot == head_slot) return &entries_[recent_];
+  if (entries_[before_].head_slot == head_slot) {
+    std::swap(recent_, before_);
+    return &entries_[recent_];
+  }
   for (size_t i = 0; i < kEntries; ++i) {
     if (entries_[i].head_slot == head_slot) {
+      before_ = recent_;
       recent_ = i;
       return &entries_[i];
     }
@@ -125,6 +131,7 @@ ParseScope::Entry &ParseScope::slot_for(const void *head_slot) noexcept {
     if (entries_[i].used < entries_[oldest].used) oldest = i;
   entries_[oldest] = Entry{};
   entries_[oldest].head_slot = head_slot;
+  before_ = recent_;
   recent_ = oldest;
   return entries_[oldest];
 }

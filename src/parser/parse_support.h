@@ -255,7 +255,9 @@ class ParseScope {
  private:
   static constexpr size_t kEntries = 16;
   Entry entries_[kEntries];
-  size_t recent_ = 0;  // the entry found last: most finds are for the same list
+  // The two entries found last: a parse alternates between a few lists
+  // (the last activity, then the list a part of it is appended to).
+  size_t recent_ = 0, before_ = 0;
   uint64_t clock_ = 0;
   ParseScope *previous_;
 };
