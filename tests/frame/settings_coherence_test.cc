@@ -1,26 +1,19 @@
 // The settings as the requests see them while other programs, the
 // configuration daemon and the engine's main loop do their part: real GConf
 // inside a private D-Bus session, the transport double recording requests.
-#include <dbus/dbus.h>
-#include <fcntl.h>
 #include <glib.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
 #include <cstdio>
-#include <fstream>
 #include <functional>
-#include <sstream>
 #include <thread>
 
 #include "frame_fixture.h"
 #include "pd-plugin/pd_settings.h"
 #include "settings.h"
+#include "support/bus_count.h"
 
 namespace pd_test {
 namespace {
@@ -125,93 +118,14 @@ TEST_F(Coherence, RequestsDuringChangesSeeTheValuesInOrder) {
   }
 }
 
-// ---------------------------------------------------------------------------
-// Counting the bus's messages: dbus-monitor records the session into a file
-// between two marks that this process sends on a connection of its own.
-class BusCount {
- public:
-  BusCount() {
-    char name[] = "/tmp/pd-monitor.XXXXXX";
-    int fd = mkstemp(name);
-    if (fd >= 0) close(fd);
-    file_ = name;
-    posix_spawn_file_actions_t files;
-    posix_spawn_file_actions_init(&files);
-    posix_spawn_file_actions_addopen(&files, 1, name, O_WRONLY | O_TRUNC, 0600);
-    posix_spawn_file_actions_addopen(&files, 2, "/dev/null", O_WRONLY, 0);
-    char *argv[] = {const_cast<char *>("dbus-monitor"), const_cast<char *>("--session"),
-                    const_cast<char *>("--profile"), nullptr};
-    if (posix_spawnp(&monitor_, "dbus-monitor", &files, nullptr, argv, environ) != 0) monitor_ = 0;
-    posix_spawn_file_actions_destroy(&files);
-    mark_ = dbus_bus_get_private(DBUS_BUS_SESSION, nullptr);
-  }
-  ~BusCount() {
-    if (mark_ != nullptr) {
-      dbus_connection_close(mark_);
-      dbus_connection_unref(mark_);
-    }
-    if (monitor_ > 0) {
-      kill(monitor_, SIGTERM);
-      waitpid(monitor_, nullptr, 0);
-    }
-    std::remove(file_.c_str());
-  }
-
-  // Sends a mark and waits until the monitor has recorded it.
-  bool mark(const char *member) {
-    if (mark_ == nullptr || monitor_ <= 0) return false;
-    auto until = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (std::chrono::steady_clock::now() < until) {
-      DBusMessage *signal = dbus_message_new_signal("/pd/test/Mark", "pd.test.Mark", member);
-      dbus_connection_send(mark_, signal, nullptr);
-      dbus_connection_flush(mark_);
-      dbus_message_unref(signal);
-      std::this_thread::sleep_for(std::chrono::milliseconds(50));
-      if (lines().find(member) != std::string::npos) return true;
-    }
-    return false;
-  }
-
-  // The messages recorded after the last "Begin" mark and before the first
-  // "End" mark after it.
-  std::vector<std::string> between_marks() const {
-    std::vector<std::string> inside;
-    std::istringstream in(lines());
-    bool open = false;
-    for (std::string line; std::getline(in, line);) {
-      if (line.find("pd.test.Mark\tBegin") != std::string::npos) {
-        open = true;
-        inside.clear();
-      } else if (line.find("pd.test.Mark\tEnd") != std::string::npos) {
-        if (open) return inside;
-      } else if (open) {
-        inside.push_back(line);
-      }
-    }
-    return {};
-  }
-
- private:
-  std::string lines() const {
-    std::ifstream in(file_);
-    std::ostringstream out;
-    out << in.rdbuf();
-    return out.str();
-  }
-
-  std::string file_;
-  pid_t monitor_ = 0;
-  DBusConnection *mark_ = nullptr;
-};
-
 TEST_F(Coherence, SteadyRequestsSendNoBusMessage) {
   gconftool(set_key("steady"));
   ASSERT_EQ(next_key(), "steady");
   BusCount bus;
-  ASSERT_TRUE(bus.mark("Begin"));
+  ASSERT_TRUE(bus.begin());
   for (int i = 0; i < 50; ++i) ASSERT_EQ(next_key(), "steady");
-  ASSERT_TRUE(bus.mark("End"));
-  std::vector<std::string> messages = bus.between_marks();
+  ASSERT_TRUE(bus.end());
+  std::vector<std::string> messages = bus.messages();
   std::string listing;
   for (const std::string &message : messages) listing += message + "\n";
   EXPECT_TRUE(messages.empty()) << listing;
