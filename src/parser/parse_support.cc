@@ -138,15 +138,24 @@ ParseScope::Entry &ParseScope::slot_for(const void *head_slot) noexcept {
 
 namespace tails {
 
-ParseScope::Entry *entry(const void *head_slot, const void *head) noexcept {
+ParseScope::Entry *known(const void *head_slot, const void *head) noexcept {
   if (t_scope == nullptr) return nullptr;
-  ParseScope::Entry &entry = t_scope->slot_for(head_slot);
-  if (entry.head != head) {
-    entry.head = head;
-    entry.tail = nullptr;
+  ParseScope::Entry *entry = t_scope->find(head_slot);
+  if (entry == nullptr) return nullptr;
+  if (entry->head != head) {
+    entry->head = head;
+    entry->tail = nullptr;
   }
+  entry->used = t_scope->tick();
+  return entry;
+}
+
+void remember(const void *head_slot, const void *head, const void *tail) noexcept {
+  if (t_scope == nullptr) return;
+  ParseScope::Entry &entry = t_scope->slot_for(head_slot);
+  entry.head = head;
+  entry.tail = tail;
   entry.used = t_scope->tick();
-  return &entry;
 }
 
 void forget(const void *head_slot) noexcept {

@@ -263,10 +263,14 @@ class ParseScope {
 };
 
 namespace tails {
+// Lists shorter than this are walked: remembering them would cost more.
+constexpr size_t kLongList = 8;
 // The remembered end of the list whose head is at `head_slot` (holding
-// `head`), to read and update: a list emptied and refilled since starts
-// over. Null outside a parse.
-ParseScope::Entry *entry(const void *head_slot, const void *head) noexcept;
+// `head`), to read and update, or null when it is not remembered (or
+// outside a parse). A list emptied and refilled since starts over.
+ParseScope::Entry *known(const void *head_slot, const void *head) noexcept;
+// Starts remembering a list's end.
+void remember(const void *head_slot, const void *head, const void *tail) noexcept;
 void forget(const void *head_slot) noexcept;
 }  // namespace tails
 
@@ -277,11 +281,15 @@ template <class Node, class Next>
 Node *last_node(Node *const *head_slot, Next next) noexcept {
   if (head_slot == nullptr || *head_slot == nullptr) return nullptr;
   Node *node = *head_slot;
-  ParseScope::Entry *known = tails::entry(head_slot, node);
+  ParseScope::Entry *known = tails::known(head_slot, node);
   if (known != nullptr && known->tail != nullptr)
     node = static_cast<Node *>(const_cast<void *>(known->tail));
-  while (next(node) != nullptr) node = next(node);
-  if (known != nullptr) known->tail = node;
+  size_t steps = 0;
+  for (; next(node) != nullptr; ++steps) node = next(node);
+  if (known != nullptr)
+    known->tail = node;
+  else if (steps >= tails::kLongList)
+    tails::remember(head_slot, *head_slot, node);
   return node;
 }
 
@@ -290,10 +298,10 @@ Node *append_node(Node **head_slot, Node *node, Next next) noexcept {
   if (head_slot == nullptr || node == nullptr) return node;
   if (Node *tail = last_node(head_slot, next)) {
     next(tail) = node;
+    if (ParseScope::Entry *known = tails::known(head_slot, *head_slot)) known->tail = node;
   } else {
     *head_slot = node;
   }
-  if (ParseScope::Entry *known = tails::entry(head_slot, *head_slot)) known->tail = node;
   return node;
 }
 
