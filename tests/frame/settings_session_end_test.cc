@@ -51,6 +51,7 @@ TEST(SessionEnd, RequestsAreRefusedOnceTheBusIsGone) {
   }
   EXPECT_EQ(sns_double::request_count(), 1u);
   pd_finalize(handle);
+  sns_double::reset();
   std::system((std::string("rm -rf ") + home).c_str());
 }
 
