@@ -25,6 +25,7 @@
 #include <string>
 #include <vector>
 
+#include "alternate.h"
 #include "log.h"
 #include "parser/pd_parser.h"
 #include "pd-plugin/pd_records.h"
@@ -115,23 +116,17 @@ double thread_seconds() {
   return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
-double median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  size_t n = values.size();
-  return n % 2 == 1 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
-}
-
 struct Kind {
   uint32_t index;                     // parser index
   std::string (*make)(int elements);  // the reply
 };
 
-// Seconds per call of `once`, over a batch of `count` calls.
+// Seconds of a batch of `count` calls of `once`.
 template <class Once>
 double batch(int count, Once once) {
   double start = thread_seconds();
   for (int i = 0; i < count; ++i) once();
-  return (thread_seconds() - start) / count;
+  return thread_seconds() - start;
 }
 
 void settle_heap() {
@@ -159,30 +154,15 @@ void BM_ParserOverBare(benchmark::State &state, Kind kind) {
   // holds at least one parse.
   batch(1, bare);
   batch(1, plugin);
-  int count = std::max(1, static_cast<int>(0.02 / std::max(batch(1, bare), 1e-9)));
-  std::vector<double> ratios, bare_times, plugin_times;
-  bool bare_first = true;
-  for (auto _ : state) {
-    double b, p;
-    if (bare_first) {
-      b = batch(count, bare);
-      p = batch(count, plugin);
-    } else {
-      p = batch(count, plugin);
-      b = batch(count, bare);
-    }
-    bare_first = !bare_first;
-    ratios.push_back(p / b);
-    bare_times.push_back(b);
-    plugin_times.push_back(p);
-    state.SetIterationTime((b + p) * count);
-  }
-  auto per_element = [&](double seconds) { return seconds * 1e9 / elements; };
-  state.counters["ratio_min"] = *std::min_element(ratios.begin(), ratios.end());
-  state.counters["ratio_median"] = median(ratios);
-  state.counters["ratio_max"] = *std::max_element(ratios.begin(), ratios.end());
-  state.counters["bare_ns_per_element"] = per_element(median(bare_times));
-  state.counters["plugin_ns_per_element"] = per_element(median(plugin_times));
+  const int count = std::max(1, static_cast<int>(0.02 / std::max(batch(1, bare), 1e-9)));
+  std::vector<double> plugin_times, bare_times;
+  pd_bench::alternate(
+      state, [&] { return batch(count, plugin); }, [&] { return batch(count, bare); },
+      plugin_times, bare_times);
+  pd_bench::report_ratio(state, plugin_times, bare_times);
+  auto per_element = [&](double seconds) { return seconds * 1e9 / count / elements; };
+  state.counters["bare_ns_per_element"] = per_element(pd_bench::median(bare_times));
+  state.counters["plugin_ns_per_element"] = per_element(pd_bench::median(plugin_times));
 }
 
 const Kind kFriends{8, friends_reply};

@@ -48,6 +48,7 @@
 #include <thread>
 #include <vector>
 
+#include "../alternate.h"
 #include "pd-plugin/pd_plugin.h"
 #include "pd-plugin/pd_upload.h"
 #include "sns-tiface/sns_nt.h"
@@ -72,12 +73,6 @@ std::string read_data(const std::string &relative) {
   std::ostringstream out;
   out << in.rdbuf();
   return out.str();
-}
-
-double median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  size_t n = values.size();
-  return n % 2 == 1 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
 }
 
 // ---------------------------------------------------------------------------
@@ -504,15 +499,18 @@ double timed_upload(Route &route) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
+// Route A's rate over route B's, and each route's median rate.
 void report(benchmark::State &state, const char *a, const char *b, const char *unit,
             const std::vector<double> &rate_a, const std::vector<double> &rate_b) {
-  std::vector<double> ratios;
-  for (size_t i = 0; i < rate_a.size(); ++i) ratios.push_back(rate_a[i] / rate_b[i]);
-  state.counters["ratio_min"] = *std::min_element(ratios.begin(), ratios.end());
-  state.counters["ratio_median"] = median(ratios);
-  state.counters["ratio_max"] = *std::max_element(ratios.begin(), ratios.end());
-  state.counters[std::string(a) + unit] = median(rate_a);
-  state.counters[std::string(b) + unit] = median(rate_b);
+  pd_bench::report_ratio(state, rate_a, rate_b);
+  state.counters[std::string(a) + unit] = pd_bench::median(rate_a);
+  state.counters[std::string(b) + unit] = pd_bench::median(rate_b);
+}
+
+std::vector<double> per_second(double amount, const std::vector<double> &seconds) {
+  std::vector<double> rates;
+  for (double s : seconds) rates.push_back(amount / s);
+  return rates;
 }
 
 // Requests per second of A over B.
@@ -522,47 +520,24 @@ void BM_Requests(benchmark::State &state) {
   B b(g_wire);
   timed_requests(a, 20);  // connections open and warm before timing
   timed_requests(b, 20);
-  std::vector<double> rate_a, rate_b;
-  bool a_first = true;
-  for (auto _ : state) {
-    double ta, tb;
-    if (a_first) {
-      ta = timed_requests(a, kRequestsPerTurn);
-      tb = timed_requests(b, kRequestsPerTurn);
-    } else {
-      tb = timed_requests(b, kRequestsPerTurn);
-      ta = timed_requests(a, kRequestsPerTurn);
-    }
-    a_first = !a_first;
-    rate_a.push_back(kRequestsPerTurn / ta);
-    rate_b.push_back(kRequestsPerTurn / tb);
-    state.SetIterationTime(ta + tb);
-  }
-  report(state, A::kName, B::kName, "_per_second", rate_a, rate_b);
+  std::vector<double> time_a, time_b;
+  pd_bench::alternate(
+      state, [&] { return timed_requests(a, kRequestsPerTurn); },
+      [&] { return timed_requests(b, kRequestsPerTurn); }, time_a, time_b);
+  report(state, A::kName, B::kName, "_per_second", per_second(kRequestsPerTurn, time_a),
+         per_second(kRequestsPerTurn, time_b));
 }
 
-// Upload bytes per second of A over B.
+// Upload megabytes per second of A over B.
 template <class A, class B>
 void BM_Upload(benchmark::State &state) {
   A a(g_wire);
   B b(g_wire);
-  std::vector<double> rate_a, rate_b;
-  bool a_first = true;
-  for (auto _ : state) {
-    double ta, tb;
-    if (a_first) {
-      ta = timed_upload(a);
-      tb = timed_upload(b);
-    } else {
-      tb = timed_upload(b);
-      ta = timed_upload(a);
-    }
-    a_first = !a_first;
-    rate_a.push_back(kUploadBytes / ta / 1e6);
-    rate_b.push_back(kUploadBytes / tb / 1e6);
-    state.SetIterationTime(ta + tb);
-  }
-  report(state, A::kName, B::kName, "_MB_per_second", rate_a, rate_b);
+  std::vector<double> time_a, time_b;
+  pd_bench::alternate(
+      state, [&] { return timed_upload(a); }, [&] { return timed_upload(b); }, time_a, time_b);
+  report(state, A::kName, B::kName, "_MB_per_second", per_second(kUploadBytes / 1e6, time_a),
+         per_second(kUploadBytes / 1e6, time_b));
 }
 
 double process_cpu_seconds() {
@@ -572,11 +547,12 @@ double process_cpu_seconds() {
   return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
+// The process's CPU seconds (all threads) for n requests.
 template <class Route>
-double cpu_per_request(Route &route, int n) {
+double cpu_seconds(Route &route, int n) {
   double start = process_cpu_seconds();
   timed_requests(route, n);
-  return (process_cpu_seconds() - start) / n;
+  return process_cpu_seconds() - start;
 }
 
 // What one request costs the engine's process, in turns with the transport
@@ -587,28 +563,20 @@ void BM_PluginCosts(benchmark::State &state) {
   timed_requests(plugin, 20);
   timed_requests(transport, 20);
   std::vector<double> cpu_plugin, cpu_transport;
-  double bus_messages = -1;
-  bool plugin_first = true;
-  for (auto _ : state) {
-    auto start = Clock::now();
-    if (plugin_first) {
-      cpu_plugin.push_back(cpu_per_request(plugin, kRequestsPerTurn));
-      cpu_transport.push_back(cpu_per_request(transport, kRequestsPerTurn));
-    } else {
-      cpu_transport.push_back(cpu_per_request(transport, kRequestsPerTurn));
-      cpu_plugin.push_back(cpu_per_request(plugin, kRequestsPerTurn));
-    }
-    plugin_first = !plugin_first;
-    state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
-  }
+  pd_bench::alternate(
+      state, [&] { return cpu_seconds(plugin, kRequestsPerTurn); },
+      [&] { return cpu_seconds(transport, kRequestsPerTurn); }, cpu_plugin, cpu_transport);
+  double bus_messages = -1;  // no monitor
   pd_test::BusCount bus;
   if (bus.begin()) {
     timed_requests(plugin, kRequestsPerTurn);
     if (bus.end()) bus_messages = static_cast<double>(bus.messages().size()) / kRequestsPerTurn;
   }
-  state.counters["plugin_cpu_us_per_request"] = median(cpu_plugin) * 1e6;
-  state.counters["transport_cpu_us_per_request"] = median(cpu_transport) * 1e6;
-  state.counters["bus_messages_per_request"] = bus_messages;  // -1: no monitor
+  pd_bench::report_ratio(state, cpu_plugin, cpu_transport);
+  state.counters["plugin_cpu_us_per_request"] = pd_bench::median(cpu_plugin) * 1e6 / kRequestsPerTurn;
+  state.counters["transport_cpu_us_per_request"] =
+      pd_bench::median(cpu_transport) * 1e6 / kRequestsPerTurn;
+  state.counters["bus_messages_per_request"] = bus_messages;
 }
 
 #define PD_COMPARE(kind, A, B, rounds) \

@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "frame_fixture.h"
+#include "gconftool.h"
 #include "pd-plugin/pd_settings.h"
 #include "settings.h"
 #include "support/bus_count.h"
@@ -19,24 +20,6 @@ namespace pd_test {
 namespace {
 
 constexpr const char *kRefused = "<refused>";
-
-void gconftool(const std::string &arguments) {
-  std::string command = "gconftool-2 " + arguments + " >/dev/null 2>&1";
-  ASSERT_EQ(std::system(command.c_str()), 0) << command;
-}
-
-// What the store holds for the session key, asked by another program: the
-// empty text also when the key is unset.
-std::string stored_key() {
-  std::FILE *pipe = popen("gconftool-2 --get /Apps/Sns/Sessionkey 2>/dev/null", "r");
-  if (pipe == nullptr) return "<popen failed>";
-  std::string out;
-  char chunk[256];
-  while (size_t n = std::fread(chunk, 1, sizeof chunk, pipe)) out.append(chunk, n);
-  pclose(pipe);
-  if (!out.empty() && out.back() == '\n') out.pop_back();
-  return out;
-}
 
 std::string set_key(const std::string &value) {
   return "--type string --set /Apps/Sns/Sessionkey '" + value + "'";
@@ -92,7 +75,7 @@ void change_store(const Change &change) {
   const std::string held = change.sent == kRefused ? "" : change.sent;
   for (int attempt = 0; attempt < 100; ++attempt) {
     std::system(("gconftool-2 " + change.command + " >/dev/null 2>&1").c_str());
-    if (shutdown || stored_key() == held) return;
+    if (shutdown || gconftool_get("/Apps/Sns/Sessionkey") == held) return;
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
   FAIL() << "the store never took " << change.command;
@@ -111,7 +94,7 @@ TEST_F(Coherence, OwnWritesAreReadBackAtOnce) {
   for (int i = 0; i < 5; ++i) {
     // Another program's change still undelivered must not come back over
     // the newer write.
-    gconftool(set_key("theirs-" + std::to_string(i)));
+    gconftool_set("/Apps/Sns/Sessionkey", "theirs-" + std::to_string(i));
     std::string ours = "ours-" + std::to_string(i);
     ASSERT_EQ(sns_gconf_set_string(PD_SETTING_SESSION_KEY, ours.c_str()), 1);
     EXPECT_EQ(next_key(), ours);
@@ -122,7 +105,7 @@ TEST_F(Coherence, OwnWritesAreReadBackAtOnce) {
 // A request composed while another program changes the key sends one of the
 // values it was given, never an older one than an earlier request sent.
 TEST_F(Coherence, RequestsDuringChangesSeeTheValuesInOrder) {
-  gconftool(set_key("k-00"));
+  gconftool_set("/Apps/Sns/Sessionkey", "k-00");
   std::atomic<bool> stop{false};
   std::vector<std::string> sent;
   std::thread sender([&] {
@@ -131,7 +114,7 @@ TEST_F(Coherence, RequestsDuringChangesSeeTheValuesInOrder) {
   for (int i = 1; i <= 12; ++i) {
     char value[8];
     std::snprintf(value, sizeof value, "k-%02d", i);
-    gconftool(set_key(value));
+    gconftool_set("/Apps/Sns/Sessionkey", value);
   }
   stop.store(true);
   sender.join();
@@ -146,7 +129,7 @@ TEST_F(Coherence, RequestsDuringChangesSeeTheValuesInOrder) {
 }
 
 TEST_F(Coherence, SteadyRequestsSendNoBusMessage) {
-  gconftool(set_key("steady"));
+  gconftool_set("/Apps/Sns/Sessionkey", "steady");
   ASSERT_EQ(next_key(), "steady");
   BusCount bus;
   ASSERT_TRUE(bus.begin());
@@ -216,7 +199,7 @@ TEST_F(WithEngineLoop, ChangesReachRequestsFromEitherThread) {
 // A loop that does not come back in time: the request is refused instead of
 // waiting on, and a write waits in order for the loop to return.
 TEST_F(WithEngineLoop, ABlockedLoopRefusesInsteadOfHanging) {
-  gconftool(set_key("before"));
+  gconftool_set("/Apps/Sns/Sessionkey", "before");
   std::atomic<bool> release{false};
   g_idle_add(
       [](gpointer flag) -> gboolean {
