@@ -12,7 +12,7 @@ packages=(
   # the host transport, the simulator, the command-line tool
   libcurl4-openssl-dev libssl-dev openssl libcpp-httplib-dev libcli11-dev nlohmann-json3-dev
   # tests and benchmarks
-  libgtest-dev libgmock-dev libbenchmark-dev
+  libgtest-dev libgmock-dev libbenchmark-dev gcovr
   # the demonstration makes a real JPEG on the fly
   libjpeg-turbo-progs
   # scripts
