@@ -284,6 +284,7 @@ TEST_F(PdctlTest, UploadSendsTheWholeFile) {
   std::string id = photos["photos"][0]["id"];
   EXPECT_EQ(sim_.fetch("/media/" + id), bytes);
   EXPECT_EQ(read_file(path), bytes);
+  expect_output("upload.json", {"--json", "upload", path, "al4"});
 }
 
 TEST_F(PdctlTest, VerboseKeepsTheOutputAndShowsThePluginLines) {
