@@ -17,7 +17,8 @@
  * the notification that follows by the request id. `detail` is the
  * transport's own text for a person (libcurl's message, the host and port
  * where it names them), valid during the call only. Pass a null callback
- * to stop. */
+ * to stop; once that call has returned, the callback is not running and is
+ * not called again. */
 #ifndef SNS_TIFACE_SNS_NT_FAILURE_H
 #define SNS_TIFACE_SNS_NT_FAILURE_H
 
