@@ -1,5 +1,6 @@
 #include "view.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <ctime>
 #include <nlohmann/json.hpp>
@@ -17,14 +18,16 @@ std::string one_line(std::string text) {
   return text;
 }
 
-// A whole number of at most 18 digits (so it fits 64 bits), with a minus
-// sign when `sign` allows one.
+// A whole number that fits 64 bits, with a minus sign when `sign` allows
+// one; nothing for any other text.
 std::optional<int64_t> whole_number(const std::string &text, bool sign) {
   size_t digits = sign && !text.empty() && text[0] == '-' ? 1 : 0;
-  if (text.size() == digits || text.size() - digits > 18 ||
-      text.find_first_not_of("0123456789", digits) != std::string::npos)
+  if (text.size() == digits || text.find_first_not_of("0123456789", digits) != std::string::npos)
     return std::nullopt;
-  return std::strtoll(text.c_str(), nullptr, 10);
+  errno = 0;
+  long long value = std::strtoll(text.c_str(), nullptr, 10);
+  if (errno == ERANGE) return std::nullopt;
+  return value;
 }
 
 // Seconds since the epoch in `format`, local or UTC; anything that is not a
