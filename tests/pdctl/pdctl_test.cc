@@ -350,6 +350,8 @@ TEST_F(PdctlTest, TextsArriveExactlyAsTyped) {
        {{"", newest_title}, {megabyte}},
        megabyte},
       {{"status", "-"}, {"feed"}, {{megabyte, "/activities/0/content"}}, megabyte},
+      // Sent empty; an element without text comes back as absent.
+      {{"status", ""}, {"feed"}, {}},
       {{"--raw", "status", "Tom &amp; Jerry &#x263A;"}, {"feed"}, {{"Tom & Jerry \xe2\x98\xba"}}},
   };
   for (const Row &row : rows) {
@@ -373,6 +375,9 @@ TEST_F(PdctlTest, TextsArriveExactlyAsTyped) {
   std::string error;
   ASSERT_TRUE(sim_.requests(&requests, &error)) << error;
   EXPECT_NE(requests[1].body.find("<Status>Tom &amp; Jerry</Status>"), std::string::npos) << requests[1].body;
+  EXPECT_TRUE(std::any_of(requests.begin(), requests.end(), [](const RecordedRequest &request) {
+    return request.body.find("<Status></Status>") != std::string::npos;
+  }));
   expect_transcript("raw-texts", {{"--raw", "status", "x < y"}});
 }
 

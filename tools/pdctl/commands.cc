@@ -12,7 +12,7 @@ namespace {
 
 const char *const kNotLoggedIn = "not logged in? Log in first: pdctl login USER PASSWORD";
 
-// Texts the gateway needs; an empty one cannot stand for anything.
+// IDs, names and keywords: an empty one cannot stand for anything.
 const CLI::Validator kNonEmpty(
     [](std::string &text) { return text.empty() ? std::string("must not be empty") : std::string(); },
     "TEXT", "non-empty");
