@@ -94,6 +94,7 @@ class Easy {
                      });
     curl_easy_setopt(easy_, CURLOPT_WRITEDATA, &reply_);
     curl_easy_setopt(easy_, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(64) << 20);
+    curl_easy_setopt(easy_, CURLOPT_ERRORBUFFER, error_);
     curl_easy_setopt(easy_, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(easy_, CURLOPT_TIMEOUT_MS, 30000L);
     curl_easy_setopt(easy_, CURLOPT_PROXY, "");
@@ -137,6 +138,7 @@ class Easy {
   CURL *easy_;
   curl_slist *connect_to_ = nullptr, *headers_ = nullptr;
   std::string reply_;
+  char error_[CURL_ERROR_SIZE] = {};
 };
 
 // ---------------------------------------------------------------------------
