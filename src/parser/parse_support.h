@@ -106,7 +106,9 @@ Record *new_record() noexcept {
 inline void release_row(void *record, size_t count) noexcept {
   if (record == nullptr) return;
   auto *fields = static_cast<char **>(record);
-  for (size_t i = 0; i < count; ++i) data_Del(fields[i]);
+  // Most fields of a wide record are null: no call for those.
+  for (size_t i = 0; i < count; ++i)
+    if (fields[i] != nullptr) data_Del(fields[i]);
   data_Del(record);
 }
 
@@ -150,7 +152,7 @@ Record *record_in(const intptr_t *result) noexcept {
 // Releases texts of a record, in the order given.
 template <class... Texts>
 void release_texts(Texts... texts) noexcept {
-  (data_Del(texts), ...);
+  ((texts != nullptr ? data_Del(texts) : void()), ...);
 }
 
 // Result records that begin with the paging head: two slots nothing fills,

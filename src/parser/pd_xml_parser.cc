@@ -238,6 +238,10 @@ void __xml_error_parser(uint32_t depth, const char *, xmlNode *node, intptr_t *r
 // sub-code reads as 0. The arithmetic saturates at the 32-bit range rather
 // than overflow on absurd codes.
 int32_t xml_error_check(uint32_t depth, const char *ignored, xmlNode *root) {
+  // A root without an error code is no error, whatever else it says: no
+  // envelope record is made for it.
+  if (root != nullptr && xmlHasProp(root, reinterpret_cast<const xmlChar *>("ErrCode")) == nullptr)
+    return 0;
   intptr_t word = 0;
   __xml_error_parser(depth, ignored, root, &word);
   auto *record = reinterpret_cast<xml_error *>(word);
