@@ -42,7 +42,9 @@ struct ElementType {
     if (sources.size() > kMaxFields) throw "too many fields";
     size_t i = 0;
     for (const char *source : sources) {
-      if (source != kText && source != kNone) {
+      // By its first letter: "(" begins no attribute name (nor does a
+      // pointer comparison between literals hold in a constant expression).
+      if (source != kNone && source[0] != kText[0]) {
         attribute_fields[attributes] = static_cast<uint8_t>(i);
         attribute_names[attributes++] = source;
       }
