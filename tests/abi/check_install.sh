@@ -1,7 +1,7 @@
 #!/bin/sh
 # Installs the build into a temporary prefix and builds a small engine
 # against it through pkg-config, as an integrator would; the plug-in is
-# where pd-plugin.pc says, a module without SONAME, and it names the
+# where pd-plugin.pc says, a module with no versioned name, and it names the
 # transport by the transport's SONAME, which the library folder holds.
 #   check_install.sh BUILD CC [PKG_CONFIG [READELF]]
 set -eu
@@ -20,8 +20,9 @@ libdir=$(pc --variable=libdir)
 plugin=$plugindir/libpd-plugin.so
 test -f "$plugin" || { echo "no libpd-plugin.so in $plugindir"; exit 1; }
 dynamic=$("$readelf" -d "$plugin")
-if printf '%s\n' "$dynamic" | grep -q '(SONAME)'; then
-  echo "the plug-in has a SONAME"; exit 1
+soname=$(printf '%s\n' "$dynamic" | sed -n 's/.*(SONAME).*\[\(.*\)\].*/\1/p')
+if [ -n "$soname" ] && [ "$soname" != libpd-plugin.so ]; then
+  echo "the plug-in has the versioned name $soname"; exit 1
 fi
 transport=$(printf '%s\n' "$dynamic" | sed -n 's/.*(NEEDED).*\[\(libsns-tiface[^]]*\)\].*/\1/p')
 test -n "$transport" && test -e "$libdir/$transport" ||
