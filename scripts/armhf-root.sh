@@ -75,8 +75,9 @@ in_root() {
                 DEBIAN_FRONTEND=noninteractive)
   local name cwd=$PWD
   case "$cwd" in "$here" | "$here"/*) ;; *) cwd=$here ;; esac
-  for name in PD_JOBS PD_UPDATE_GOLDEN CCACHE_BASEDIR CCACHE_NOHASHDIR TERM CI \
-              DEB_BUILD_OPTIONS DEB_BUILD_PROFILES; do
+  for name in PD_JOBS PD_UPDATE_GOLDEN PD_FUZZ_SECONDS CCACHE_BASEDIR CCACHE_NOHASHDIR TERM CI \
+              DEB_BUILD_OPTIONS DEB_BUILD_PROFILES CMAKE_C_COMPILER_LAUNCHER \
+              CMAKE_CXX_COMPILER_LAUNCHER; do
     if [ -n "${!name+x}" ]; then passed+=("$name=${!name}"); fi
   done
   unshare --mount --propagation private -- bash -c '
