@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # The project's test command: installs what is missing, then builds and runs
 # every test twice (a normal build with warnings as errors, and an
-# AddressSanitizer + UndefinedBehaviorSanitizer build), runs each fuzz target
-# for a bounded time, and checks that the benchmarks build.
+# AddressSanitizer + UndefinedBehaviorSanitizer build), builds and lints the
+# amd64 Debian packages, runs each fuzz target for a bounded time, and checks
+# that the benchmarks build.
 #
 #   scripts/test.sh --arch armhf
 #
@@ -68,6 +69,9 @@ fi
 
 step "normal build and tests"
 run_build build/release -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPD_BUILD_BENCH=ON
+
+step "amd64 Debian packages"
+scripts/build-packages.sh
 
 step "AddressSanitizer + UndefinedBehaviorSanitizer build and tests"
 run_build build/sanitize -DCMAKE_BUILD_TYPE=Debug -DPD_SANITIZE=ON

@@ -13,64 +13,10 @@
 #include "frame/frame_fixture.h"
 #include "pd-plugin/pd_upload.h"
 
-static_assert(sizeof(void *) == 4, "the device's records are rows of 32-bit words");
+// The public records' layout; the composed request is the plug-in's own.
+#include "abi/layout32.h"
 
-#define AT(type, field, offset) \
-  static_assert(offsetof(type, field) == (offset), #type "." #field " at " #offset)
-
-static_assert(sizeof(sns_nt_request) == 72);
-AT(sns_nt_request, hTransport, 0);
-AT(sns_nt_request, uReqId, 4);
-AT(sns_nt_request, uReqCode, 8);
-AT(sns_nt_request, uKind, 12);
-AT(sns_nt_request, uWord16, 16);
-AT(sns_nt_request, uWord20, 20);
-AT(sns_nt_request, uWord24, 24);
-AT(sns_nt_request, uWord28, 28);
-AT(sns_nt_request, pszUrl, 32);
-AT(sns_nt_request, pheader, 36);
-AT(sns_nt_request, uWord40, 40);
-AT(sns_nt_request, pBody, 44);
-AT(sns_nt_request, uBodyLen, 48);
-AT(sns_nt_request, pInstance, 52);
-AT(sns_nt_request, pCallerData, 56);
-AT(sns_nt_request, pPrivData, 60);
-AT(sns_nt_request, uUploadValue, 64);
-AT(sns_nt_request, uWord68, 68);
-
-static_assert(sizeof(sns_nt_response) == 44);
-AT(sns_nt_response, uReqId, 4);
-AT(sns_nt_response, uReqCode, 8);
-AT(sns_nt_response, uHttpStatus, 12);
-AT(sns_nt_response, pBody, 20);
-AT(sns_nt_response, pInstance, 32);
-AT(sns_nt_response, uPassThrough, 36);
-AT(sns_nt_response, pPrivData, 40);
-
-static_assert(sizeof(pd_notification) == 28);
-AT(pd_notification, iMarker, 0);
-AT(pd_notification, uReqCode, 4);
-AT(pd_notification, uHttpStatus, 8);
-AT(pd_notification, uReqId, 12);
-AT(pd_notification, uReserved, 16);
-AT(pd_notification, iResult, 20);
-AT(pd_notification, uPassThrough, 24);
-
-static_assert(sizeof(pd_inst) == 144);
-AT(pd_inst, szAttribute1, 0);
-AT(pd_inst, szAttribute2, 65);
-AT(pd_inst, hTransport, 132);
-AT(pd_inst, pCallerData, 136);
-AT(pd_inst, pfnEngineCb, 140);
-
-static_assert(sizeof(pd_upload_data) == 20);
-AT(pd_upload_data, pszFileName, 0);
-AT(pd_upload_data, uState, 4);
-AT(pd_upload_data, iFileSize, 8);
-AT(pd_upload_data, uOffset, 12);
-AT(pd_upload_data, pstLocation, 16);
-
-static_assert(sizeof(sns_composed_request) == 20);
+PD_STATIC_ASSERT(sizeof(sns_composed_request) == 20, "composed request is 5 words");
 AT(sns_composed_request, iTagOne, 0);
 AT(sns_composed_request, iTagTwo, 4);
 AT(sns_composed_request, iSecure, 8);
