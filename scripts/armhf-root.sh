@@ -28,7 +28,11 @@ fi
 
 here=$(cd "$(dirname "$0")/.." && pwd)
 root=${PD_ARMHF_ROOT:-/var/cache/pd-plugin/armhf-root}
-extra_packages=(crossbuild-essential-armhf ccache ca-certificates file)
+# Beyond the Build-Depends: the cross compilers, and what the tests run
+# natively that a cross build's Build-Depends cannot name (python3-jsonschema
+# is Architecture: all without Multi-Arch: foreign, so apt would look for an
+# armhf copy).
+extra_packages=(crossbuild-essential-armhf ccache ca-certificates file python3-jsonschema)
 emulator=/usr/bin/qemu-arm-static
 
 die() { echo "armhf-root: $*" >&2; exit 1; }
