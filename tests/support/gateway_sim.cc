@@ -159,18 +159,23 @@ bool GatewaySim::requests(std::vector<RecordedRequest> *requests, std::string *e
   return true;
 }
 
-// A request to the simulator's own ports, without a proxy: the status and
-// the body, or 0.
-static long http(const std::string &method, const std::string &url, const std::string &body,
-                 std::string *answer) {
+long http_request(const std::string &method, const std::string &url, const std::string &body,
+                  std::string *answer, const HttpOptions &options) {
   CURL *easy = curl_easy_init();
   if (easy == nullptr) return 0;
+  curl_slist *headers = nullptr;
+  for (const std::string &header : options.headers) headers = curl_slist_append(headers, header.c_str());
+  curl_slist *connect_to =
+      options.connect_to.empty() ? nullptr : curl_slist_append(nullptr, options.connect_to.c_str());
   curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
   curl_easy_setopt(easy, CURLOPT_PROXY, "");
   curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, method.c_str());
+  curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headers);
+  curl_easy_setopt(easy, CURLOPT_CONNECT_TO, connect_to);
+  if (!options.ca_file.empty()) curl_easy_setopt(easy, CURLOPT_CAINFO, options.ca_file.c_str());
   if (method != "GET") {
-    curl_easy_setopt(easy, CURLOPT_POSTFIELDS, body.c_str());
-    curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
+    curl_easy_setopt(easy, CURLOPT_POSTFIELDS, body.data());
+    curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
   }
   curl_easy_setopt(easy, CURLOPT_TIMEOUT, 60L);
   curl_easy_setopt(easy, CURLOPT_WRITEDATA, answer);
@@ -182,12 +187,14 @@ static long http(const std::string &method, const std::string &url, const std::s
   CURLcode result = curl_easy_perform(easy);
   curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
   curl_easy_cleanup(easy);
+  curl_slist_free_all(headers);
+  curl_slist_free_all(connect_to);
   return result == CURLE_OK ? status : 0;
 }
 
 std::optional<std::string> GatewaySim::fetch(const std::string &path) const {
   std::string body;
-  if (http("GET", "http://127.0.0.1:" + std::to_string(http_port_) + path, "", &body) != 200)
+  if (http_request("GET", "http://127.0.0.1:" + std::to_string(http_port_) + path, "", &body) != 200)
     return std::nullopt;
   return body;
 }
@@ -195,8 +202,8 @@ std::optional<std::string> GatewaySim::fetch(const std::string &path) const {
 int GatewaySim::control(const std::string &method, const std::string &path, const std::string &body,
                         std::string *answer) const {
   std::string ignored;
-  return static_cast<int>(http(method, "http://127.0.0.1:" + std::to_string(control_port_) + path, body,
-                               answer != nullptr ? answer : &ignored));
+  return static_cast<int>(http_request(method, "http://127.0.0.1:" + std::to_string(control_port_) + path,
+                                       body, answer != nullptr ? answer : &ignored));
 }
 
 bool GatewaySim::fault(const std::string &fields, std::string *error) const {

@@ -27,6 +27,17 @@ struct RecordedRequest {
   const std::string *header(std::string_view name) const;
 };
 
+struct HttpOptions {
+  std::vector<std::string> headers;  // "Name: value"
+  std::string ca_file;               // for HTTPS
+  std::string connect_to;            // a libcurl connect-to entry
+};
+
+// One request with libcurl, without a proxy: the HTTP status (0 when no
+// answer came) and the body in `answer`.
+long http_request(const std::string &method, const std::string &url, const std::string &body,
+                  std::string *answer, const HttpOptions &options = {});
+
 class GatewaySim {
  public:
   GatewaySim() = default;
