@@ -129,11 +129,14 @@ int socket_of(MHD_Connection *connection) {
   return info != nullptr ? info->connect_fd : -1;
 }
 
-// Closing with a zero linger sends a reset instead of a polite end.
-void reset_on_close(MHD_Connection *connection) {
+// Ends the connection with a reset, now. (A zero linger would only reset
+// at the close, after the end that the server's shutdown already sent.)
+// Disconnecting leaves the descriptor to its owner, which closes it later.
+void reset_now(MHD_Connection *connection) {
   int fd = socket_of(connection);
-  linger abort{1, 0};
-  if (fd >= 0) setsockopt(fd, SOL_SOCKET, SO_LINGER, &abort, sizeof abort);
+  sockaddr none{};
+  none.sa_family = AF_UNSPEC;
+  if (fd >= 0) connect(fd, &none, sizeof none);
 }
 
 // Bytes handed to the kernel that have not left yet.
@@ -226,7 +229,7 @@ struct Stream {
         // promised bytes leave first (a client that stopped reading gets
         // its reset a second later anyway).
         if (unsent(connection) > 0 && ++flushes < 1000) return wait(now + std::chrono::milliseconds(1));
-        reset_on_close(connection);
+        reset_now(connection);
       }
       return MHD_CONTENT_READER_END_WITH_ERROR;
     }
@@ -535,7 +538,7 @@ void Exchange::log(const Outgoing &out) const {
 MHD_Result Exchange::deliver() {
   log(out_);
   if (effects_.drop) {
-    reset_on_close(connection_);
+    reset_now(connection_);
     return MHD_NO;
   }
   int fd = -1;
