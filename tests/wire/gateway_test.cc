@@ -130,6 +130,32 @@ TEST(GatewaySim, StoresAnUploadSentInChunks) {
       << "the stored picture differs from the file sent";
 }
 
+// A chunk streams into the upload's file as it arrives. Cut short (its
+// client went away) or too long, it leaves the upload as it was; a second
+// chunk while one arrives is refused; a reset forgets the upload.
+TEST(GatewaySim, AChunkThatFailsLeavesTheUploadAsItWas) {
+  auto gateway = make_gateway();
+  post(*gateway, "/palisade/auth", "login");
+  post(*gateway, "/palisade/photo", "add_photo");
+  const std::string resource = "/upload/00000000000000000000000000000003";
+  {
+    ChunkStart cut = gateway->begin_chunk(resource, "bytes 0-9/20", 10);
+    ASSERT_TRUE(cut.sink);
+    EXPECT_EQ(gateway->begin_chunk(resource, "bytes 0-9/20", 10).refusal.status, 409);
+    cut.sink->write("01234", 5);
+  }
+  EXPECT_EQ(gateway->handle(Incoming{"POST", resource, false, "bytes 0-9/20", "0123456789"}).status, 200);
+  ChunkStart longer = gateway->begin_chunk(resource, "bytes 10-19/20", std::nullopt);
+  ASSERT_TRUE(longer.sink);
+  longer.sink->write("abcdefghijk", 11);
+  EXPECT_EQ(gateway->finish_chunk(*longer.sink).status, 416);
+  ChunkStart after_reset = gateway->begin_chunk(resource, "bytes 10-19/20", std::nullopt);
+  ASSERT_TRUE(after_reset.sink);
+  gateway->reset(Network::from_seed(seed_text()));
+  after_reset.sink->write("abcdefghij", 10);
+  EXPECT_EQ(gateway->finish_chunk(*after_reset.sink).status, 404);
+}
+
 TEST(GatewaySim, TakesAnEmptyFileInOneChunk) {
   auto gateway = make_gateway();
   post(*gateway, "/palisade/auth", "login");

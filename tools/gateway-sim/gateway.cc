@@ -825,7 +825,7 @@ ChunkStart Gateway::begin_chunk_locked(const std::string &path, const std::strin
     throw too_large("the file is", options_.max_upload_bytes);
   // The plug-in sends one chunk after the other; two at once would write
   // over each other.
-  if (upload.arriving) throw refused_chunk("another chunk of this upload is still arriving");
+  if (upload.arriving) throw GatewayError{"7", "703", "another chunk of this upload is still arriving", 409};
   if (upload.file.empty()) upload.file = storage_ + "/" + upload.photo;
   auto sink = std::unique_ptr<ChunkSink>(new ChunkSink());
   sink->fd_ = open(upload.file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);

@@ -184,10 +184,17 @@ class Reader {
     *error = file_ + ":" + std::to_string(line_) + ": " + why;
     return false;
   }
-  // Skips blank lines and comment lines.
+  // Skips blank lines and comments ("<!-- ... -->", over lines if need
+  // be, and lines starting with '#').
   bool next_content(std::string *out) {
-    while (next(out))
-      if (!out->empty() && out->rfind("<!--", 0) != 0 && (*out)[0] != '#') return true;
+    while (next(out)) {
+      if (out->rfind("<!--", 0) == 0) {
+        while (out->find("-->") == std::string::npos)
+          if (!next(out)) return false;
+        continue;
+      }
+      if (!out->empty() && (*out)[0] != '#') return true;
+    }
     return false;
   }
 
