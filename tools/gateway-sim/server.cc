@@ -81,7 +81,9 @@ class Pauses {
       }
       auto first = due_.begin();
       if (first->first > Clock::now()) {
-        changed_.wait_until(lock, first->first);
+        // A copy: stop() may free the entry while this waits.
+        Clock::time_point when = first->first;
+        changed_.wait_until(lock, when);
         continue;
       }
       MHD_Connection *connection = first->second;
