@@ -129,7 +129,7 @@ TEST(GatewaySimCommandLine, HelpListsEveryPathEverySwitchsDefaultAndTheExitCodes
     EXPECT_NE(help.output.find(std::string(served.path) + " "), std::string::npos) << served.path;
     EXPECT_NE(help.output.find(served.serves), std::string::npos) << served.serves;
   }
-  for (const char *shown : {"--http-port INT:INT in [0 - 65535]=0", "--max-body-bytes UINT=1048576",
+  for (const char *shown : {"--http-port INT:INT in [0 - 65535]=0", "--max-body-bytes UINT=8388608",
                             "--idle-timeout UINT:INT in [1 - 86400]=60", "--fault-path TEXT=*", "Exit codes: 0"})
     EXPECT_NE(help.output.find(shown), std::string::npos) << shown;
 }

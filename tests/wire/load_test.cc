@@ -190,7 +190,9 @@ TEST_F(Load, ABurstOfFiveHundredFromOurTransportIsAllAnswered) {
 
 class LargeBodies : public Load {
  protected:
-  std::vector<std::string> switches() override { return {"--max-upload-bytes", std::to_string(16 << 20)}; }
+  std::vector<std::string> switches() override {
+    return {"--max-body-bytes", std::to_string(1 << 20), "--max-upload-bytes", std::to_string(16 << 20)};
+  }
 
   // A POST to a URL of the gateway's or the upload host, sent to the simulator.
   long post(const std::string &url, const std::string &body, std::string *answer,

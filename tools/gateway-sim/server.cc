@@ -539,10 +539,8 @@ void Exchange::log(const Outgoing &out) const {
 
 MHD_Result Exchange::deliver() {
   log(out_);
-  if (effects_.drop) {
-    reset_now(connection_);
-    return MHD_NO;
-  }
+  // Closed without a word, as a server that gave up on the request.
+  if (effects_.drop) return MHD_NO;
   int fd = -1;
   uint64_t size = out_.body.size();
   if (!out_.file.empty()) {

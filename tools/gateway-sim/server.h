@@ -22,7 +22,7 @@ struct MHD_Daemon;
 namespace gateway_sim {
 
 struct ServerConfig {
-  uint64_t max_body_bytes = uint64_t{1} << 20;  // a request body held in memory
+  uint64_t max_body_bytes = uint64_t{8} << 20;  // a request body held in memory
   uint64_t max_upload_bytes = uint64_t{256} << 20;  // an upload chunk's body, streamed
   unsigned idle_timeout_s = 60;  // an idle or stalled connection is closed after this
   unsigned threads = 2;          // event loops per listening port
