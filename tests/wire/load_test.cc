@@ -4,90 +4,29 @@
 // answered and memory must stay bounded; times are printed, and bounded only
 // generously (the machine is shared; speed is for benchmarks).
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <fstream>
 #include <regex>
 #include <thread>
 
 #include "support/gateway_sim.h"
 #include "support/golden.h"
+#include "support/raw_http.h"
 #include "support/wire_requests.h"
 
 namespace {
 
 using pd_test::GatewaySim;
+using pd_test::exchange_on_each;
+using pd_test::open_connection;
+using pd_test::peak_kib;
+using pd_test::raise_descriptor_limit;
+using pd_test::stale_friends_request;
 using Clock = std::chrono::steady_clock;
-
-// A friends list with a key the gateway never handed out: a short answer
-// (the error envelope) that still goes through the whole gateway.
-std::string friends_request() {
-  std::string body = "<Request Method=\"retrieve\" SessionKey=\"0\" ></Request>";
-  return "POST /palisade/friend/grouping HTTP/1.1\r\nHost: gateway.palisade.example\r\n"
-         "Content-Type: text/xml\r\nContent-Length: " +
-         std::to_string(body.size()) + "\r\n\r\n" + body;
-}
-
-int open_connection(int port) {
-  int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  address.sin_port = htons(static_cast<uint16_t>(port));
-  if (connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0) {
-    close(fd);
-    return -1;
-  }
-  return fd;
-}
-
-// Whether `text` holds a whole answer (head and Content-Length body).
-bool whole_answer(const std::string &text) {
-  size_t head = text.find("\r\n\r\n");
-  if (head == std::string::npos) return false;
-  std::smatch length;
-  std::string fields = text.substr(0, head);
-  if (!std::regex_search(fields, length, std::regex("Content-Length: ([0-9]+)", std::regex::icase)))
-    return false;
-  return text.size() >= head + 4 + std::stoul(length[1]);
-}
-
-// Sends `request` on every connection at once and waits up to `seconds` for
-// every answer; the seconds each took, negative for those that got none.
-std::vector<double> round(const std::vector<int> &fds, const std::string &request, double seconds) {
-  Clock::time_point start = Clock::now();
-  auto until = start + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
-  std::vector<double> took(fds.size(), -1);
-  std::vector<std::string> got(fds.size());
-  std::vector<pollfd> waiting;
-  for (int fd : fds) {
-    if (fd >= 0 && send(fd, request.data(), request.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(request.size()))
-      waiting.push_back({fd, POLLIN, 0});
-  }
-  while (!waiting.empty() && Clock::now() < until) {
-    if (poll(waiting.data(), waiting.size(), 100) <= 0) continue;
-    for (size_t i = 0; i < waiting.size();) {
-      char buffer[4096];
-      ssize_t n = waiting[i].revents != 0 ? recv(waiting[i].fd, buffer, sizeof buffer, 0) : -2;
-      size_t index = static_cast<size_t>(std::find(fds.begin(), fds.end(), waiting[i].fd) - fds.begin());
-      if (n > 0) got[index].append(buffer, static_cast<size_t>(n));
-      if (n == 0 || n == -1 || (n > 0 && whole_answer(got[index]))) {
-        if (n > 0) took[index] = std::chrono::duration<double>(Clock::now() - start).count();
-        waiting.erase(waiting.begin() + static_cast<long>(i));
-      } else {
-        ++i;
-      }
-    }
-  }
-  return took;
-}
 
 // "N of M answered; min/median/max in ms", and the number answered.
 size_t report(const char *what, std::vector<double> took) {
@@ -100,21 +39,6 @@ size_t report(const char *what, std::vector<double> took) {
               took.size() - static_cast<size_t>(std::count(took.begin(), took.end(), -1.0)), took.size(),
               answered.front(), answered[answered.size() / 2], answered.back());
   return took.size() - static_cast<size_t>(std::count(took.begin(), took.end(), -1.0));
-}
-
-void raise_descriptor_limit() {
-  rlimit limit{};
-  getrlimit(RLIMIT_NOFILE, &limit);
-  limit.rlim_cur = limit.rlim_max;
-  setrlimit(RLIMIT_NOFILE, &limit);
-}
-
-// The most memory a process ever held (kB).
-long peak_kib(pid_t pid) {
-  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-  for (std::string line; std::getline(status, line);)
-    if (line.rfind("VmHWM:", 0) == 0) return std::atol(line.c_str() + 6);
-  return -1;
 }
 
 class Load : public ::testing::Test {
@@ -133,9 +57,9 @@ TEST_F(Load, AThousandKeepAliveConnectionsAreAllServedTwice) {
   std::vector<int> fds;
   for (int i = 0; i < 1000; ++i) fds.push_back(open_connection(sim_.http_port()));
   EXPECT_EQ(std::count(fds.begin(), fds.end(), -1), 0) << "connections refused";
-  EXPECT_EQ(report("1000 connections, first request", round(fds, friends_request(), 60)), 1000u);
+  EXPECT_EQ(report("1000 connections, first request", exchange_on_each(fds, stale_friends_request(), 60)), 1000u);
   EXPECT_GE(sim_.counter("connections"), 1000) << "connections were closed between requests";
-  EXPECT_EQ(report("1000 connections, second request", round(fds, friends_request(), 60)), 1000u);
+  EXPECT_EQ(report("1000 connections, second request", exchange_on_each(fds, stale_friends_request(), 60)), 1000u);
   for (int fd : fds) close(fd);
 }
 
@@ -154,7 +78,7 @@ TEST_F(Load, ClientsThatNeverFinishTheirHeadersHoldNobodyUp) {
       for (int fd : slow) send(fd, "X-Slow: 1\r\n", 11, MSG_NOSIGNAL);
     Clock::time_point start = Clock::now();
     int fd = open_connection(sim_.http_port());
-    std::vector<double> one = round({fd}, friends_request(), 10);
+    std::vector<double> one = exchange_on_each({fd}, stale_friends_request(), 10);
     took.push_back(one[0] < 0 ? -1 : std::chrono::duration<double>(Clock::now() - start).count());
     close(fd);
   }
