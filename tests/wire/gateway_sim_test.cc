@@ -31,9 +31,9 @@ struct Outcome {
   std::string output;  // standard output and error together
 };
 
-// gateway-sim with `args`; it must end by itself within 20 seconds.
-Outcome run_sim(std::vector<std::string> args) {
-  args.insert(args.begin(), PD_GATEWAY_SIM);
+// `program` with `args`; it must end by itself within 20 seconds.
+Outcome run(const char *program, std::vector<std::string> args) {
+  args.insert(args.begin(), program);
   std::vector<char *> argv;
   for (std::string &arg : args) argv.push_back(arg.data());
   argv.push_back(nullptr);
@@ -48,31 +48,33 @@ Outcome run_sim(std::vector<std::string> args) {
   int spawned = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   close(out[1]);
-  Outcome run;
+  Outcome outcome;
   auto until = std::chrono::steady_clock::now() + std::chrono::seconds(20);
   for (bool open = true; open && std::chrono::steady_clock::now() < until;) {
     pollfd ready{out[0], POLLIN, 0};
     if (poll(&ready, 1, 100) <= 0) continue;
     char buffer[4096];
     ssize_t n = read(out[0], buffer, sizeof buffer);
-    if (n > 0) run.output.append(buffer, static_cast<size_t>(n));
+    if (n > 0) outcome.output.append(buffer, static_cast<size_t>(n));
     open = n > 0;
   }
   close(out[0]);
-  if (spawned != 0) return run;
+  if (spawned != 0) return outcome;
   int status = 0;
   while (waitpid(pid, &status, WNOHANG) != pid) {
     if (std::chrono::steady_clock::now() > until) {
       // Still running: it should have ended by itself.
       kill(pid, SIGKILL);
       waitpid(pid, &status, 0);
-      return run;
+      return outcome;
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
-  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  return run;
+  outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  return outcome;
 }
+
+Outcome run_sim(std::vector<std::string> args) { return run(PD_GATEWAY_SIM, std::move(args)); }
 
 // A loopback port held by a listening socket.
 int busy_port(int *fd) {
@@ -112,9 +114,9 @@ TEST(GatewaySimCommandLine, RefusesWhatCannotWorkNamingWhy) {
   for (const Row &row : rows) {
     std::vector<std::string> args = base;
     args.insert(args.end(), row.args.begin(), row.args.end());
-    Outcome run = run_sim(args);
-    EXPECT_EQ(run.status, row.status) << row.args[0] << ": " << run.output;
-    EXPECT_NE(run.output.find(row.says), std::string::npos) << run.output;
+    Outcome sim = run_sim(args);
+    EXPECT_EQ(sim.status, row.status) << row.args[0] << ": " << sim.output;
+    EXPECT_NE(sim.output.find(row.says), std::string::npos) << sim.output;
   }
   close(held);
   Outcome no_seed = run_sim({"--cert", base[1], "--key", base[3]});
@@ -175,6 +177,39 @@ TEST(GatewaySimControl, AnswersEveryRequestPlainly) {
     EXPECT_EQ(answer.substr(0, std::strlen(row.answer)), row.answer) << row.path << " " << row.body;
   }
   EXPECT_EQ(sim.stop(), 0);
+}
+
+// gateway-sim-ctl says what the control port answered, and exits so.
+TEST(GatewaySimControl, GatewaySimCtlSendsEachRequest) {
+  GatewaySim sim;
+  std::string error;
+  ASSERT_TRUE(sim.start({}, &error, false)) << error;
+  std::string port = std::to_string(sim.control_port());
+  struct Row {
+    std::vector<std::string> args;  // after --port
+    int status;
+    const char *says;
+  };
+  const Row rows[] = {
+      {{"fault", "path=/upload/*", "skip=2", "context=two words & more", "envelope=7/703"}, 0, "id=1\n"},
+      {{"faults"}, 0, "id=1 path=/upload/* skip=2 envelope=7/703 context=two words & more seen=0 applied=0\n"},
+      {{"fault", "path=/nowhere", "drop"}, 1, "error: path \"/nowhere\" matches no served path\n"},
+      {{"clear", "1"}, 0, "cleared 1\n"},
+      {{"clear", "1"}, 1, "error: no fault 1\n"},
+      {{"reseed", "42"}, 0, "reseeded with 42\n"},
+      {{"reset", PD_GATEWAY_SIM_SEED}, 0, "network reset to the seed given\n"},
+      {{"status"}, 0, "requests=0\n"},
+      {{"frobnicate"}, 2, ""},
+  };
+  for (const Row &row : rows) {
+    std::vector<std::string> args = {"--port", port};
+    args.insert(args.end(), row.args.begin(), row.args.end());
+    Outcome ctl = run(PD_GATEWAY_SIM_CTL, args);
+    EXPECT_EQ(ctl.status, row.status) << row.args[0] << ": " << ctl.output;
+    EXPECT_EQ(ctl.output.substr(0, std::strlen(row.says)), row.says) << row.args[0];
+  }
+  EXPECT_EQ(sim.stop(), 0);
+  EXPECT_EQ(run(PD_GATEWAY_SIM_CTL, {"--port", port, "status"}).status, 3) << "gateway-sim is gone";
 }
 
 // One exchange as a file, with a text request and a reply that is not text;
