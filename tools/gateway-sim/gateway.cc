@@ -611,13 +611,6 @@ const Route kRoutes[] = {
     {"/palisade/message", "post", send_message},
 };
 
-Node envelope(const GatewayError &error) {
-  return Node("Response")
-      .set("ErrCode", error.code)
-      .set("ErrSubCode", error.sub)
-      .set("ErrContext", error.context);
-}
-
 // Keys from one generator for the whole process, so that a seed given at
 // start-up (or later) decides every key handed out after it.
 struct KeySource {
@@ -638,7 +631,8 @@ GatewayError too_large(const char *what, uint64_t limit) {
 }
 
 Outgoing error_reply(const GatewayError &error, bool cdata) {
-  return Outgoing{error.http, "text/xml; charset=UTF-8", render(envelope(error), cdata), {}};
+  return Outgoing{error.http, "text/xml; charset=UTF-8", error_envelope(error.code, error.sub, error.context, cdata),
+                  {}};
 }
 
 bool starts_with(const std::string &text, std::string_view prefix) {
@@ -646,6 +640,11 @@ bool starts_with(const std::string &text, std::string_view prefix) {
 }
 
 }  // namespace
+
+std::string error_envelope(const std::string &code, const std::string &sub, const std::string &context,
+                           bool cdata) {
+  return render(Node("Response").set("ErrCode", code).set("ErrSubCode", sub).set("ErrContext", context), cdata);
+}
 
 Environment Environment::real(std::optional<uint64_t> seed) {
   auto keys = std::make_shared<KeySource>();

@@ -48,6 +48,10 @@ struct Outgoing {
   std::string file;  // when set, the reply's body is this file (a stored picture)
 };
 
+// The gateway's error envelope as a reply body.
+std::string error_envelope(const std::string &code, const std::string &sub, const std::string &context,
+                           bool cdata = false);
+
 // A path the gateway serves, and what it serves there.
 struct ServedPath {
   const char *path;  // "<...>" stands for any one segment

@@ -168,24 +168,6 @@ std::optional<uint64_t> number_header(const TraceMessage &head, const char *name
   return value;
 }
 
-std::string envelope_reply(const std::string &code, const std::string &sub, const std::string &context) {
-  auto escape = [](const std::string &text) {
-    std::string out;
-    for (char c : text) {
-      switch (c) {
-        case '&': out += "&amp;"; break;
-        case '<': out += "&lt;"; break;
-        case '>': out += "&gt;"; break;
-        case '"': out += "&quot;"; break;
-        default: out += c;
-      }
-    }
-    return out;
-  };
-  return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Response ErrCode=\"" + escape(code) +
-         "\" ErrSubCode=\"" + escape(sub) + "\" ErrContext=\"" + escape(context) + "\" />\n";
-}
-
 // The part of the effects that the bytes of a recorded reply do not show.
 Effects wire_only(const Effects &effects) {
   Effects wire;
@@ -403,7 +385,7 @@ Outgoing Exchange::replayed() {
     std::fprintf(stderr, "gateway-sim: replay: no recorded exchange matches %s %s (%zu bytes)\n",
                  method_.c_str(), path_.c_str(), request_.body.size());
     return Outgoing{404, "text/xml; charset=UTF-8",
-                    envelope_reply("4", "0", "no recorded exchange matches " + method_ + " " + path_), {}};
+                    error_envelope("4", "0", "no recorded exchange matches " + method_ + " " + path_), {}};
   }
   if (!recorded->fault.empty()) {
     std::string ignored;
@@ -434,7 +416,7 @@ Outgoing Exchange::decide() {
     ++shared_.too_large;
     effects_ = control;
     return Outgoing{413, "text/xml; charset=UTF-8",
-                    envelope_reply("1", "0", "request body larger than " +
+                    error_envelope("1", "0", "request body larger than " +
                                                  std::to_string(shared_.config.max_body_bytes) + " bytes"),
                     {}};
   }
@@ -455,7 +437,7 @@ Outgoing Exchange::decide() {
   sink_.reset();  // unfinished (the request was not served): the upload is as it was
   if (effects_.envelope)
     out = Outgoing{200, "text/xml; charset=UTF-8",
-                   envelope_reply(effects_.envelope->first, effects_.envelope->second,
+                   error_envelope(effects_.envelope->first, effects_.envelope->second,
                                   effects_.context.empty() ? "fault set in gateway-sim" : effects_.context),
                    {}};
   if (effects_.status) out.status = *effects_.status;
@@ -549,7 +531,7 @@ MHD_Result Exchange::deliver() {
     if (fd < 0 || fstat(fd, &info) != 0) {
       if (fd >= 0) close(fd);
       fd = -1;
-      out_ = Outgoing{404, "text/xml; charset=UTF-8", envelope_reply("5", "502", "the picture is gone"), {}};
+      out_ = Outgoing{404, "text/xml; charset=UTF-8", error_envelope("5", "502", "the picture is gone"), {}};
       size = out_.body.size();
     } else {
       size = static_cast<uint64_t>(info.st_size);
