@@ -44,17 +44,19 @@ const char *word(char **params, int index) { return params ? params[index] : nul
 bool non_empty(const char *text) { return text != nullptr && text[0] != '\0'; }
 
 // The document writer keeps one process-wide write position, and wrapping
-// records the last request in process-wide diagnostics, so requests are
-// composed one at a time even when the engine sends from several threads.
+// records the last request in process-wide diagnostics, so documents are
+// written and wrapped one at a time even when the engine sends from several
+// threads. The settings are read and written outside this lock: a read may
+// be a round trip to the configuration daemon, and no sender should wait
+// behind another's.
 std::mutex g_compose_mutex;
 
 // The operation being composed: its name for the log lines and assertions,
-// and the envelope it fills. Holds the composer for its whole life.
+// and the envelope it fills.
 struct Operation {
-  explicit Operation(const char *operation) : name(operation), guard(g_compose_mutex) {}
+  explicit Operation(const char *operation) : name(operation) {}
 
   const char *name;
-  std::lock_guard<std::mutex> guard;
   sns_request_envelope envelope{};
   const char *path = nullptr;
 
@@ -71,6 +73,7 @@ struct Operation {
   // impossible.
   template <typename Build>
   int compose(Build build, char *&body) {
+    std::lock_guard<std::mutex> lock(g_compose_mutex);
     xml_composer_set_xml_last_index(0);
     build(nullptr);
     size_t size = std::max(kBodyMinimum, static_cast<size_t>(xml_last_index) + 1);
@@ -96,7 +99,11 @@ struct Operation {
     envelope.iTagOne = 1;
     envelope.iTagTwo = 2;
     envelope.iSecure = secure == 1 ? 1 : 0;
-    int rc = sns_engine_network_manager_make_request_t(envelope, req);
+    int rc;
+    {
+      std::lock_guard<std::mutex> lock(g_compose_mutex);
+      rc = sns_engine_network_manager_make_request_t(envelope, req);
+    }
     PD_LOG_DEBUG_FOR(name, "rc : %d\n\n", rc);
     if (rc == 0) {
       PD_LOG_DEBUG_FOR(name, "<<<<sns_engine_network_manager_make_request_t() failed<<<<\n\n");

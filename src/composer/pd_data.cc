@@ -49,11 +49,9 @@ extern "C" {
 
 char *data_Cpy(const char *text) {
   if (text == nullptr) return nullptr;
-  size_t length = std::strlen(text);
-  auto *copy = static_cast<char *>(std::calloc(length + 1, 1));
-  if (copy == nullptr) return nullptr;
-  std::memcpy(copy, text, length);
-  copy[length] = '\0';
+  size_t length = std::strlen(text) + 1;
+  auto *copy = static_cast<char *>(std::malloc(length));
+  if (copy != nullptr) std::memcpy(copy, text, length);
   return copy;
 }
 

@@ -5,28 +5,84 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <cstring>
+#include <utility>
 
 namespace pd::parser {
 
-// An attribute that is one piece of text (nearly every one) is copied
-// straight from the tree; anything else (entity references in the value, a
-// default from the document's DTD) goes through xmlGetProp, which assembles
-// it. Both give the text xmlGetProp gives.
+namespace {
+
+// The text xmlGetProp gives for an attribute node: one piece of text (nearly
+// every value) is copied straight from the tree, anything else (entity
+// references in the value) is assembled by libxml2.
+char *copy_value(const xmlAttr *attr) {
+  const xmlNode *text = attr->children;
+  if (text == nullptr) return data_Cpy("");
+  if (text->next == nullptr && (text->type == XML_TEXT_NODE || text->type == XML_CDATA_SECTION_NODE))
+    return data_Cpy(reinterpret_cast<const char *>(text->content));
+  xmlChar *value = xmlNodeListGetString(attr->doc, attr->children, 1);
+  char *copy = data_Cpy(value != nullptr ? reinterpret_cast<const char *>(value) : "");
+  xmlFree(value);
+  return copy;
+}
+
+// A document with a DTD may give attributes defaults that the element does
+// not carry; xmlGetProp finds those, the attribute list does not.
+bool has_dtd(const xmlNode *node) {
+  return node->doc != nullptr && (node->doc->intSubset != nullptr || node->doc->extSubset != nullptr);
+}
+
+}  // namespace
+
 char *copy_attr(const xmlNode *node, const char *name) {
   if (node == nullptr) return nullptr;
   xmlAttr *attr = xmlHasProp(node, reinterpret_cast<const xmlChar *>(name));
   if (attr == nullptr) return nullptr;
-  if (attr->type == XML_ATTRIBUTE_NODE) {
-    const xmlNode *text = attr->children;
-    if (text == nullptr) return data_Cpy("");
-    if (text->next == nullptr && (text->type == XML_TEXT_NODE || text->type == XML_CDATA_SECTION_NODE))
-      return data_Cpy(reinterpret_cast<const char *>(text->content));
-  }
+  if (attr->type == XML_ATTRIBUTE_NODE) return copy_value(attr);
   xmlChar *value = xmlGetProp(node, reinterpret_cast<const xmlChar *>(name));
   if (value == nullptr) return nullptr;
   char *copy = data_Cpy(reinterpret_cast<const char *>(value));
   xmlFree(value);
   return copy;
+}
+
+void store_attrs(const xmlNode *node, char **const *fields, const char *const *names,
+                 size_t count, const AttrIndex &index) {
+  for (size_t i = 0; i < count; ++i) store(*fields[i], nullptr);
+  if (node == nullptr || node->type != XML_ELEMENT_NODE) return;
+  if (has_dtd(node)) {
+    for (size_t i = 0; i < count; ++i) *fields[i] = copy_attr(node, names[i]);
+    return;
+  }
+  for (const xmlAttr *attr = node->properties; attr != nullptr; attr = attr->next) {
+    const char *name = reinterpret_cast<const char *>(attr->name);
+    size_t c = static_cast<unsigned char>(name[0]);
+    if (c > 127) continue;
+    for (size_t k = index.begin[c]; k < index.begin[c + 1]; ++k) {
+      size_t i = index.order[k];
+      if (*fields[i] == nullptr && std::strcmp(name, names[i]) == 0) *fields[i] = copy_value(attr);
+    }
+  }
+}
+
+void store_attrs(const xmlNode *node, const AttrField *fields, size_t count) {
+  for (size_t i = 0; i < count; ++i) store(*fields[i].field, nullptr);
+  // Only elements carry attributes (xmlGetProp finds none on other nodes).
+  if (node == nullptr || node->type != XML_ELEMENT_NODE) return;
+  if (has_dtd(node)) {
+    for (size_t i = 0; i < count; ++i) *fields[i].field = copy_attr(node, fields[i].name);
+    return;
+  }
+  size_t left = count;
+  for (const xmlAttr *attr = node->properties; attr != nullptr && left > 0; attr = attr->next) {
+    const char *name = reinterpret_cast<const char *>(attr->name);
+    for (size_t i = 0; i < count; ++i) {
+      const AttrField &f = fields[i];
+      if (*f.field != nullptr || name[0] != f.name[0] || std::strcmp(name, f.name) != 0) continue;
+      *f.field = copy_value(attr);
+      --left;
+    }
+  }
 }
 
 char *copy_first_text(const xmlNode *node) {
@@ -53,29 +109,45 @@ ParseScope::ParseScope() noexcept : previous_(t_scope) { t_scope = this; }
 ParseScope::~ParseScope() { t_scope = previous_; }
 
 ParseScope::Entry *ParseScope::find(const void *head_slot) noexcept {
-  for (Entry &entry : entries_)
-    if (entry.head_slot == head_slot) return &entry;
+  if (entries_[recent_].head_slot == head_slot) return &entries_[recent_];
+  if (entries_[before_].head_slot == head_slot) {
+    std::swap(recent_, before_);
+    return &entries_[recent_];
+  }
+  for (size_t i = 0; i < kEntries; ++i) {
+    if (entries_[i].head_slot == head_slot) {
+      before_ = recent_;
+      recent_ = i;
+      return &entries_[i];
+    }
+  }
   return nullptr;
 }
 
 ParseScope::Entry &ParseScope::slot_for(const void *head_slot) noexcept {
   if (Entry *entry = find(head_slot)) return *entry;
-  Entry *oldest = &entries_[0];
-  for (Entry &entry : entries_)
-    if (entry.used < oldest->used) oldest = &entry;
-  *oldest = Entry{};
-  oldest->head_slot = head_slot;
-  return *oldest;
+  size_t oldest = 0;
+  for (size_t i = 1; i < kEntries; ++i)
+    if (entries_[i].used < entries_[oldest].used) oldest = i;
+  entries_[oldest] = Entry{};
+  entries_[oldest].head_slot = head_slot;
+  before_ = recent_;
+  recent_ = oldest;
+  return entries_[oldest];
 }
 
 namespace tails {
 
-const void *lookup(const void *head_slot, const void *head) noexcept {
+ParseScope::Entry *known(const void *head_slot, const void *head) noexcept {
   if (t_scope == nullptr) return nullptr;
   ParseScope::Entry *entry = t_scope->find(head_slot);
-  if (entry == nullptr || entry->head != head) return nullptr;
+  if (entry == nullptr) return nullptr;
+  if (entry->head != head) {
+    entry->head = head;
+    entry->tail = nullptr;
+  }
   entry->used = t_scope->tick();
-  return entry->tail;
+  return entry;
 }
 
 void remember(const void *head_slot, const void *head, const void *tail) noexcept {

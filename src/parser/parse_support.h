@@ -19,13 +19,13 @@ namespace pd::parser {
 // of node: a processing instruction or an entity reference named "Friend"
 // is a friend, with no fields (it has no attributes). Text and comment
 // nodes are named "text" and "comment", which no handler looks for.
-inline bool is_element(const xmlNode *node, const char *name) noexcept {
-  return node != nullptr && node->name != nullptr &&
-         std::strcmp(reinterpret_cast<const char *>(node->name), name) == 0;
+inline bool is_named(const char *text, const char *name) noexcept {
+  // Most names differ in their first letter: no call for those.
+  return text != nullptr && text[0] == name[0] && std::strcmp(text, name) == 0;
 }
 
-inline bool is_named(const char *text, const char *name) noexcept {
-  return text != nullptr && std::strcmp(text, name) == 0;
+inline bool is_element(const xmlNode *node, const char *name) noexcept {
+  return node != nullptr && is_named(reinterpret_cast<const char *>(node->name), name);
 }
 
 // An owned copy of attribute `name` of `node`, or null when it is absent.
@@ -38,33 +38,77 @@ char *copy_first_text(const xmlNode *node);
 // Stores a new copy into a field, releasing what the field held: an element
 // that comes twice replaces the first copy instead of losing it.
 inline void store(char *&field, char *copy) noexcept {
-  data_Del(field);
+  if (field != nullptr) data_Del(field);
   field = copy;
 }
 inline void store_attr(char *&field, const xmlNode *node, const char *name) {
   store(field, copy_attr(node, name));
 }
 
-// Several attributes of one element into their fields, in the order given.
+// Several attributes of one element into their fields: each field receives
+// its own copy of the first attribute of its name, or null. The element's
+// attribute list is walked once, however many names are asked for.
 struct AttrField {
   char **field;
   const char *name;
 };
+void store_attrs(const xmlNode *node, const AttrField *fields, size_t count);
 inline void store_attrs(const xmlNode *node, std::initializer_list<AttrField> fields) {
-  for (const AttrField &f : fields) store_attr(*f.field, node, f.name);
+  store_attrs(node, fields.begin(), fields.size());
+}
+
+// The names of a record that reads many attributes, grouped by their first
+// letter, so that each attribute of an element is compared with the one or
+// two names that begin like it rather than with all of them.
+struct AttrIndex {
+  static constexpr size_t kMaxNames = 32;
+  uint8_t order[kMaxNames]{};  // positions of the names, by first letter
+  uint8_t begin[129]{};        // the names beginning with c: order[begin[c] .. begin[c + 1])
+
+  constexpr AttrIndex() = default;
+  constexpr AttrIndex(const char *const *names, size_t count) {
+    if (count > kMaxNames) throw "too many names";
+    uint8_t runs[129]{};
+    for (size_t i = 0; i < count; ++i) ++runs[letter(names[i])];
+    for (size_t c = 0; c < 128; ++c) begin[c + 1] = static_cast<uint8_t>(begin[c] + runs[c]);
+    uint8_t next[128]{};
+    for (size_t i = 0; i < count; ++i) {
+      size_t c = letter(names[i]);
+      order[begin[c] + next[c]++] = static_cast<uint8_t>(i);
+    }
+  }
+  static constexpr size_t letter(const char *name) {
+    return static_cast<unsigned char>(name[0]) & 127u;
+  }
+};
+
+// store_attrs for `names`, given with their index: fields[i] receives the
+// attribute names[i].
+void store_attrs(const xmlNode *node, char **const *fields, const char *const *names,
+                 size_t count, const AttrIndex &index);
+
+// A zero-filled block (null when memory is exhausted). Not calloc: glibc's
+// calloc passes by the per-thread cache that makes small allocations cheap,
+// and a reply makes thousands of small records.
+inline void *zeroed(size_t bytes) noexcept {
+  void *block = std::malloc(bytes);
+  if (block != nullptr) std::memset(block, 0, bytes);
+  return block;
 }
 
 // A new record with every field null (null when memory is exhausted).
 template <class Record>
 Record *new_record() noexcept {
-  return static_cast<Record *>(std::calloc(1, sizeof(Record)));
+  return static_cast<Record *>(zeroed(sizeof(Record)));
 }
 
 // Releases a record that is a row of `count` owned texts, and the record.
 inline void release_row(void *record, size_t count) noexcept {
   if (record == nullptr) return;
   auto *fields = static_cast<char **>(record);
-  for (size_t i = 0; i < count; ++i) data_Del(fields[i]);
+  // Most fields of a wide record are null: no call for those.
+  for (size_t i = 0; i < count; ++i)
+    if (fields[i] != nullptr) data_Del(fields[i]);
   data_Del(record);
 }
 
@@ -108,7 +152,7 @@ Record *record_in(const intptr_t *result) noexcept {
 // Releases texts of a record, in the order given.
 template <class... Texts>
 void release_texts(Texts... texts) noexcept {
-  (data_Del(texts), ...);
+  ((texts != nullptr ? data_Del(texts) : void()), ...);
 }
 
 // Result records that begin with the paging head: two slots nothing fills,
@@ -188,12 +232,6 @@ void walk(xmlNode *first, uint32_t depth, const char *parent, Visit &&visit) {
 // asks for the last one on every child element, so the parse in progress on
 // this thread remembers the tail of each list it touched (see ParseScope);
 // outside a parse, or for a list it does not know, the list is walked.
-namespace tails {
-const void *lookup(const void *head_slot, const void *head) noexcept;
-void remember(const void *head_slot, const void *head, const void *tail) noexcept;
-void forget(const void *head_slot) noexcept;
-}  // namespace tails
-
 // While alive, the current thread remembers list tails. __xml_parser holds
 // one for the length of a parse. The few lists that a parse is appending to
 // at any moment stay remembered (least recently used is forgotten first), so
@@ -219,9 +257,24 @@ class ParseScope {
  private:
   static constexpr size_t kEntries = 16;
   Entry entries_[kEntries];
+  // The two entries found last: a parse alternates between a few lists
+  // (the last activity, then the list a part of it is appended to).
+  size_t recent_ = 0, before_ = 0;
   uint64_t clock_ = 0;
   ParseScope *previous_;
 };
+
+namespace tails {
+// Lists shorter than this are walked: remembering them would cost more.
+constexpr size_t kLongList = 8;
+// The remembered end of the list whose head is at `head_slot` (holding
+// `head`), to read and update, or null when it is not remembered (or
+// outside a parse). A list emptied and refilled since starts over.
+ParseScope::Entry *known(const void *head_slot, const void *head) noexcept;
+// Starts remembering a list's end.
+void remember(const void *head_slot, const void *head, const void *tail) noexcept;
+void forget(const void *head_slot) noexcept;
+}  // namespace tails
 
 // `next(node)` gives a reference to the node's link: lists whose link is
 // not a `pstNext` member (rows of words described by a table) use these
@@ -230,21 +283,27 @@ template <class Node, class Next>
 Node *last_node(Node *const *head_slot, Next next) noexcept {
   if (head_slot == nullptr || *head_slot == nullptr) return nullptr;
   Node *node = *head_slot;
-  if (const void *known = tails::lookup(head_slot, node))
-    node = static_cast<Node *>(const_cast<void *>(known));
-  while (next(node) != nullptr) node = next(node);
-  tails::remember(head_slot, *head_slot, node);
+  ParseScope::Entry *known = tails::known(head_slot, node);
+  if (known != nullptr && known->tail != nullptr)
+    node = static_cast<Node *>(const_cast<void *>(known->tail));
+  size_t steps = 0;
+  for (; next(node) != nullptr; ++steps) node = next(node);
+  if (known != nullptr)
+    known->tail = node;
+  else if (steps >= tails::kLongList)
+    tails::remember(head_slot, *head_slot, node);
   return node;
 }
 
 template <class Node, class Next>
 Node *append_node(Node **head_slot, Node *node, Next next) noexcept {
   if (head_slot == nullptr || node == nullptr) return node;
-  if (Node *tail = last_node(head_slot, next))
+  if (Node *tail = last_node(head_slot, next)) {
     next(tail) = node;
-  else
+    if (ParseScope::Entry *known = tails::known(head_slot, *head_slot)) known->tail = node;
+  } else {
     *head_slot = node;
-  tails::remember(head_slot, *head_slot, node);
+  }
   return node;
 }
 

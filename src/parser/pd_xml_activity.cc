@@ -246,7 +246,7 @@ void *node_init(Kind kind, void *parent) {
   TraceLines trace(kPrefix, line_name(row.tracing.init, true, row.init_name),
                    line_name(row.tracing.init, false, row.init_name));
   if (row.tracing.init_extra != nullptr) PD_LOG_STDOUT("%s%s\n", kPrefix, row.tracing.init_extra);
-  void *node = std::calloc(row.count, sizeof(void *));
+  void *node = pd::parser::zeroed(row.count * sizeof(void *));
   if (node == nullptr || parent == nullptr) return node;
   const Shape &shape = kShapes[kind];
   void **slot = &words(parent)[shape.place.word];
@@ -368,18 +368,39 @@ void place_in(xml_activity_get_activity *activity, Kind kind, xmlNode *element,
   place(kind, target, element);
 }
 
-void place_below_activity(uint32_t depth, const char *parent, xmlNode *node,
-                          xml_activity_get_activity *activity) {
+// Where an element below an activity goes: a placement of the table, or a
+// link of the list that LinkType selects; null for an element that goes
+// nowhere.
+struct Destination {
+  const Placement *placement = nullptr;
+  bool link = false;        // a "Photo" of a "Links"
+  bool link_photo = false;  // a "Link" of a "Link"
+  bool any() const { return placement != nullptr || link || link_photo; }
+};
+
+Destination destination_of(uint32_t depth, const char *parent, xmlNode *node) {
+  Destination to;
   for (const Placement &placement : kPlacements) {
     if (placement.depth == depth && is_element(node, placement.element) &&
         is_named(parent, placement.parent)) {
-      place_in(activity, placement.kind, node, placement.link_type);
-      return;
+      to.placement = &placement;
+      return to;
     }
   }
   if (depth == 4 && is_element(node, "Photo") && is_named(parent, "Links"))
-    place_in(activity, selected_links().link, node);
+    to.link = true;
   else if ((depth == 4 || depth == 5) && is_element(node, "Link") && is_named(parent, "Link"))
+    to.link_photo = true;
+  return to;
+}
+
+void place_below_activity(const Destination &to, xmlNode *node,
+                          xml_activity_get_activity *activity) {
+  if (to.placement != nullptr)
+    place_in(activity, to.placement->kind, node, to.placement->link_type);
+  else if (to.link)
+    place_in(activity, selected_links().link, node);
+  else if (to.link_photo)
     place_in(activity, selected_links().link_photo, node);
 }
 
@@ -488,8 +509,12 @@ void xml_activity_get_parser(uint32_t depth, const char *parent, xmlNode *node,
       place(kActivity, record, node);
     return;
   }
+  // The last activity is looked up for every element below it, which the
+  // log shows; with the log silenced, only for an element that goes there.
+  Destination to = destination_of(depth, parent, node);
+  if (!to.any() && !pd::log::debug_on()) return;
   if (xml_activity_get_activity *last = __xml_activity_get_last_activity(record))
-    place_below_activity(depth, parent, node, last);
+    place_below_activity(to, node, last);
 }
 
 // ---------------------------------------------------------------------------
@@ -497,14 +522,14 @@ void xml_activity_get_parser(uint32_t depth, const char *parent, xmlNode *node,
 
 xml_activity_delete *__xml_activity_delete_init(void) {
   TraceLines trace(kPrefix, __func__, __func__);
-  return static_cast<xml_activity_delete *>(std::calloc(1, sizeof(xml_activity_delete)));
+  return static_cast<xml_activity_delete *>(pd::parser::zeroed(sizeof(xml_activity_delete)));
 }
 
 // Its opening line is its own, as it always has been.
 xml_activity_delete_deleted *__xml_activity_delete_deleted_init(void) {
   PD_LOG_STDOUT("__xml_activity_delete_deleted_init : __xml_parser - Start\n");
   auto *record =
-      static_cast<xml_activity_delete_deleted *>(std::calloc(1, sizeof(xml_activity_delete_deleted)));
+      static_cast<xml_activity_delete_deleted *>(pd::parser::zeroed(sizeof(xml_activity_delete_deleted)));
   PD_LOG_STDOUT("Xml_Activity : __xml_activity_delete_deleted_init - End\n");
   return record;
 }

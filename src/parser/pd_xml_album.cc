@@ -27,12 +27,12 @@ int32_t __data_album_get_visible(const char *text) {
 // Album list
 
 xml_photo_album_get *__xml_photo_album_get_init(void) {
-  return static_cast<xml_photo_album_get *>(std::calloc(1, sizeof(xml_photo_album_get)));
+  return static_cast<xml_photo_album_get *>(pd::parser::zeroed(sizeof(xml_photo_album_get)));
 }
 
 xml_photo_album_get_album *__xml_photo_album_get_album_init(xml_photo_album_get *record) {
   auto *album =
-      static_cast<xml_photo_album_get_album *>(std::calloc(1, sizeof(xml_photo_album_get_album)));
+      static_cast<xml_photo_album_get_album *>(pd::parser::zeroed(sizeof(xml_photo_album_get_album)));
   if (record != nullptr) pd::parser::append_node(&record->pstAlbum, album);
   return album;
 }
@@ -92,7 +92,7 @@ void xml_photo_album_get_parser(uint32_t depth, const char *parent, xmlNode *nod
 xml_photo_album_photo_list *xml_photo_album_get_photo_list_parser(xmlNode *root) {
   if (!is_element(root, "Response")) return nullptr;
   auto *record = static_cast<xml_photo_album_photo_list *>(
-      std::calloc(1, sizeof(xml_photo_album_photo_list)));
+      pd::parser::zeroed(sizeof(xml_photo_album_photo_list)));
   if (record == nullptr) return nullptr;
   pd::parser::read_paging(record, root);
   xml_parse_photo_list(root->children, record);
@@ -107,7 +107,7 @@ int xml_parse_photo_list(xmlNode *first, xml_photo_album_photo_list *record) {
   for (xmlNode *node = first; node != nullptr; node = node->next) {
     if (!is_element(node, "Photo")) continue;
     auto *photo =
-        static_cast<xml_photo_album_photo *>(std::calloc(1, sizeof(xml_photo_album_photo)));
+        static_cast<xml_photo_album_photo *>(pd::parser::zeroed(sizeof(xml_photo_album_photo)));
     if (photo == nullptr) continue;
     photo->pszID = copy_attr(node, "ID");
     if (char *count = copy_attr(node, "CommentsCount")) {

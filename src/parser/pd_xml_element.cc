@@ -30,13 +30,27 @@ struct ElementType {
   const char *fields[kMaxFields];
   size_t count;
   Tracing tracing;
+  // The fields read from attributes: their positions and names, indexed.
+  uint8_t attribute_fields[kMaxFields]{};
+  const char *attribute_names[kMaxFields]{};
+  size_t attributes = 0;
+  pd::parser::AttrIndex index{};
 
   constexpr ElementType(const char *type, std::initializer_list<const char *> sources,
                         Tracing trace = {})
       : name(type), fields{}, count(sources.size()), tracing(trace) {
     if (sources.size() > kMaxFields) throw "too many fields";
     size_t i = 0;
-    for (const char *source : sources) fields[i++] = source;
+    for (const char *source : sources) {
+      // By its first letter: "(" begins no attribute name (nor does a
+      // pointer comparison between literals hold in a constant expression).
+      if (source != kNone && source[0] != kText[0]) {
+        attribute_fields[attributes] = static_cast<uint8_t>(i);
+        attribute_names[attributes++] = source;
+      }
+      fields[i++] = source;
+    }
+    index = pd::parser::AttrIndex(attribute_names, attributes);
   }
 };
 
@@ -115,24 +129,20 @@ class Trace : public pd::parser::TraceLines {
 // A record is a row of `count` texts.
 void *element_init(const ElementType &type, const char *own_name) {
   Trace trace(type, type.tracing.init, own_name);
-  return std::calloc(type.count, sizeof(char *));
+  return pd::parser::zeroed(type.count * sizeof(char *));
 }
 
 void element_set(const ElementType &type, const char *own_name, void *record, xmlNode *node) {
   Trace trace(type, type.tracing.set, own_name);
   if (record == nullptr) return;
   auto *fields = static_cast<char **>(record);
-  for (size_t i = 0; i < type.count; ++i) {
-    const char *source = type.fields[i];
-    if (source == kNone) continue;
-    if (source == kText) {
-      // An element without text leaves its text field as it was.
-      if (node != nullptr && node->children != nullptr)
-        pd::parser::store(fields[i], pd::parser::copy_first_text(node));
-    } else {
-      pd::parser::store_attr(fields[i], node, source);
-    }
-  }
+  // An element without text leaves its text field as it was.
+  for (size_t i = 0; i < type.count; ++i)
+    if (type.fields[i] == kText && node != nullptr && node->children != nullptr)
+      pd::parser::store(fields[i], pd::parser::copy_first_text(node));
+  char **targets[ElementType::kMaxFields];
+  for (size_t k = 0; k < type.attributes; ++k) targets[k] = &fields[type.attribute_fields[k]];
+  pd::parser::store_attrs(node, targets, type.attribute_names, type.attributes, type.index);
 }
 
 void element_delete(const ElementType &type, const char *own_name, void *record) {

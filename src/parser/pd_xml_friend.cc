@@ -19,12 +19,12 @@ extern "C" {
 
 xml_friend_grouping_retrieve *__xml_friend_grouping_retrieve_init(void) {
   return static_cast<xml_friend_grouping_retrieve *>(
-      std::calloc(1, sizeof(xml_friend_grouping_retrieve)));
+      pd::parser::zeroed(sizeof(xml_friend_grouping_retrieve)));
 }
 
 xml_friend_grouping_friend *__xml_friend_grouping_friend_init(xml_friend_grouping_retrieve *result) {
   auto *record =
-      static_cast<xml_friend_grouping_friend *>(std::calloc(1, sizeof(xml_friend_grouping_friend)));
+      static_cast<xml_friend_grouping_friend *>(pd::parser::zeroed(sizeof(xml_friend_grouping_friend)));
   if (result != nullptr) pd::parser::append_node(&result->pstFriend, record);
   return record;
 }

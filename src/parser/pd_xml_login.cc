@@ -14,7 +14,7 @@ using pd::parser::store_attr;
 
 extern "C" {
 
-xml_base *__xml_base_init(void) { return static_cast<xml_base *>(std::calloc(1, sizeof(xml_base))); }
+xml_base *__xml_base_init(void) { return static_cast<xml_base *>(pd::parser::zeroed(sizeof(xml_base))); }
 
 void __xml_base_delete(xml_base **slot) {
   if (slot == nullptr || *slot == nullptr) return;
@@ -73,7 +73,7 @@ void xml_login_parser(uint32_t depth, const char *, xmlNode *node, intptr_t *res
 // ---------------------------------------------------------------------------
 
 xml_logout *__xml_logout_init(void) {
-  return static_cast<xml_logout *>(std::calloc(1, sizeof(xml_logout)));
+  return static_cast<xml_logout *>(pd::parser::zeroed(sizeof(xml_logout)));
 }
 
 void xml_logout_delete(xml_logout **slot) {

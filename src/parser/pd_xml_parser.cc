@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "log.h"
 #include "parser/parse_support.h"
 #include "parser/pd_xml_handlers.h"
 #include "parser/pdXmlPhoto.h"
@@ -122,7 +123,10 @@ constexpr std::array<ParserRow, kIndexCount> kParsers = [] {
 void ignore_xml_error(void *, xmlError *) {}
 
 // Parses like xmlReadMemory(text, length, no base, no encoding, options 0),
-// on a context of its own so that its error reports stay quiet.
+// on a context of its own so that its error reports stay quiet. The tree is
+// only read, never changed, so libxml2 may keep short texts inside their
+// nodes (XML_PARSE_COMPACT) instead of allocating each: the same tree to
+// every reader, for fewer allocations.
 xmlDoc *read_reply(const char *text) {
   if (text == nullptr) return nullptr;
   size_t length = std::strlen(text);
@@ -130,7 +134,8 @@ xmlDoc *read_reply(const char *text) {
   xmlParserCtxt *context = xmlNewParserCtxt();
   if (context == nullptr) return nullptr;
   context->sax->serror = ignore_xml_error;
-  xmlDoc *doc = xmlCtxtReadMemory(context, text, static_cast<int>(length), nullptr, nullptr, 0);
+  xmlDoc *doc = xmlCtxtReadMemory(context, text, static_cast<int>(length), nullptr, nullptr,
+                                  XML_PARSE_COMPACT);
   xmlFreeParserCtxt(context);
   return doc;
 }
@@ -188,7 +193,11 @@ intptr_t *__xml_parser_explore(uint32_t code, uint32_t depth, const char *parent
   // instruction after the root) opens a new record over the one a handler
   // made before; that one is released rather than lost.
   intptr_t made = 0;
+  // No handler looks for a node named "text" or "comment": such a node only
+  // ever gets trace lines. With those silenced it is not handed over.
+  const bool traced = pd::log::debug_on();
   pd::parser::walk(node, depth, parent, [&](uint32_t at, const char *above, xmlNode *visited) {
+    if (!traced && (visited->type == XML_TEXT_NODE || visited->type == XML_COMMENT_NODE)) return;
     intptr_t before = result != nullptr ? *result : 0;
     __xml_parser_store(code, at, above, visited, result);
     intptr_t now = result != nullptr ? *result : 0;
@@ -229,6 +238,10 @@ void __xml_error_parser(uint32_t depth, const char *, xmlNode *node, intptr_t *r
 // sub-code reads as 0. The arithmetic saturates at the 32-bit range rather
 // than overflow on absurd codes.
 int32_t xml_error_check(uint32_t depth, const char *ignored, xmlNode *root) {
+  // A root without an error code is no error, whatever else it says: no
+  // envelope record is made for it.
+  if (root != nullptr && xmlHasProp(root, reinterpret_cast<const xmlChar *>("ErrCode")) == nullptr)
+    return 0;
   intptr_t word = 0;
   __xml_error_parser(depth, ignored, root, &word);
   auto *record = reinterpret_cast<xml_error *>(word);
@@ -244,7 +257,7 @@ int32_t xml_error_check(uint32_t depth, const char *ignored, xmlNode *root) {
 }
 
 xml_error *__xml_error_init(void) {
-  return static_cast<xml_error *>(std::calloc(1, sizeof(xml_error)));
+  return static_cast<xml_error *>(pd::parser::zeroed(sizeof(xml_error)));
 }
 
 void __xml_error_delete(xml_error **slot) {

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <string>
 
+#include "gconftool.h"
 #include "pd-plugin/pd_settings.h"
 #include "settings.h"
 #include "support/log_capture.h"
@@ -12,24 +13,6 @@ namespace pd_test {
 namespace {
 
 using pd::log::Channel;
-
-// What gconftool-2 reads for a key in the same session.
-std::string gconftool_get(const std::string &key) {
-  std::string command = "gconftool-2 --get " + key + " 2>/dev/null";
-  std::FILE *pipe = popen(command.c_str(), "r");
-  if (pipe == nullptr) return "<popen failed>";
-  std::string out;
-  char chunk[256];
-  while (size_t n = std::fread(chunk, 1, sizeof chunk, pipe)) out.append(chunk, n);
-  pclose(pipe);
-  if (!out.empty() && out.back() == '\n') out.pop_back();
-  return out;
-}
-
-void gconftool_set(const std::string &key, const std::string &value) {
-  std::string command = "gconftool-2 --type string --set " + key + " '" + value + "'";
-  ASSERT_EQ(std::system(command.c_str()), 0);
-}
 
 // Declared first: in a whole-binary run it is the only case before any
 // client exists (ctest runs each case in a process of its own anyway).
