@@ -8,6 +8,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 
 #include "parser/parse_support.h"
 #include "parser/pd_xml_handlers.h"
@@ -135,6 +136,13 @@ xmlDoc *read_reply(const char *text) {
   return doc;
 }
 
+// Replies are parsed one at a time in the whole process, also when several
+// instances receive at once on their own transport threads: the activity
+// handler's links choice (LinkType) lives from one reply to the next, and a
+// parse must neither see another's half-made choice nor leave one behind in
+// the middle of it.
+std::mutex g_one_parse_at_a_time;
+
 }  // namespace
 
 namespace pd::parser {
@@ -149,6 +157,7 @@ void discard_result(uint32_t code, intptr_t result) noexcept {
 extern "C" {
 
 intptr_t __xml_parser(uint32_t code, const char *reply) {
+  std::lock_guard<std::mutex> parsing(g_one_parse_at_a_time);
   intptr_t result = 0;
   // The reply may arrive wrapped in CDATA sections; the markers go before
   // parsing. Without an opening marker nothing would be removed, so the
