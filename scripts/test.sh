@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # The project's test command: installs what is missing, then builds and runs
-# every test twice (a normal build with warnings as errors, and an
-# AddressSanitizer + UndefinedBehaviorSanitizer build), runs each fuzz target
-# for a bounded time, and checks that the benchmarks build.
+# every test three times (a normal build with warnings as errors, an
+# AddressSanitizer + UndefinedBehaviorSanitizer build and a ThreadSanitizer
+# build), runs each fuzz target for a bounded time, and checks that the
+# benchmarks build.
 #
 #   PD_FUZZ_SECONDS   seconds per fuzz target (default 60; 0 skips fuzzing)
 #   PD_JOBS           parallel jobs (default: the number of cores)
@@ -36,6 +37,12 @@ run_build build/release -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPD_BUILD_BENCH=ON
 
 step "AddressSanitizer + UndefinedBehaviorSanitizer build and tests"
 run_build build/sanitize -DCMAKE_BUILD_TYPE=Debug -DPD_SANITIZE=ON
+
+# Two engine instances parse on two transport threads, and every upload
+# step runs on a transport thread: every test again, under ThreadSanitizer
+# (suppressions, for uninstrumented Debian libraries only, in tests/tsan.supp).
+step "ThreadSanitizer build and tests"
+run_build build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPD_SANITIZE_THREAD=ON
 
 if [ "$fuzz_seconds" -gt 0 ] && [ -f fuzz/CMakeLists.txt ]; then
   step "fuzz targets, ${fuzz_seconds}s each"
