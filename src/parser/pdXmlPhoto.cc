@@ -17,7 +17,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
-#include <unordered_map>
 #include <vector>
 
 #include "frame.h"
@@ -219,12 +218,21 @@ intptr_t last_answer(const sns_nt_response &response, int32_t &status) {
   return parsed;
 }
 
-// The exchanges under way, each by the instance that sent it. Kept beside
+// The exchanges under way, each with the instance that sent it. Kept beside
 // the instance record, whose layout is the engine's: once an instance's
 // transport is finalized no reply hands its records back, and only this
-// list still knows them.
+// list still knows them. An engine has a few uploads going at most.
+struct UnderWay {
+  pd_upload_data *upload;
+  pd_inst *inst;
+};
 std::mutex g_under_way_mutex;
-std::unordered_map<pd_upload_data *, pd_inst *> g_under_way;
+std::vector<UnderWay> g_under_way;
+
+// Takes `upload` off the list; the caller holds the mutex.
+void forget(pd_upload_data *upload) {
+  std::erase_if(g_under_way, [upload](const UnderWay &entry) { return entry.upload == upload; });
+}
 
 }  // namespace
 
@@ -233,21 +241,17 @@ namespace pd::upload {
 void track(pd_inst *inst, pd_upload_data *upload) {
   if (upload == nullptr) return;
   std::lock_guard<std::mutex> lock(g_under_way_mutex);
-  g_under_way[upload] = inst;
+  forget(upload);
+  g_under_way.push_back({upload, inst});
 }
 
 void release_all_of(pd_inst *inst) noexcept {
   std::vector<pd_upload_data *> ended;
   {
     std::lock_guard<std::mutex> lock(g_under_way_mutex);
-    for (auto at = g_under_way.begin(); at != g_under_way.end();) {
-      if (at->second == inst) {
-        ended.push_back(at->first);
-        at = g_under_way.erase(at);
-      } else {
-        ++at;
-      }
-    }
+    for (const UnderWay &entry : g_under_way)
+      if (entry.inst == inst) ended.push_back(entry.upload);
+    std::erase_if(g_under_way, [inst](const UnderWay &entry) { return entry.inst == inst; });
   }
   for (pd_upload_data *upload : ended) release(upload);
 }
@@ -263,7 +267,7 @@ void release(pd_upload_data *upload) noexcept {
   if (upload == nullptr) return;
   {
     std::lock_guard<std::mutex> lock(g_under_way_mutex);
-    g_under_way.erase(upload);
+    forget(upload);
   }
   location_delete(upload->pstLocation);
   std::free(upload->pszFileName);
