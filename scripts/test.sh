@@ -49,16 +49,22 @@ if [ "$fuzz_seconds" -gt 0 ] && [ -f fuzz/CMakeLists.txt ]; then
   CC=clang CXX=clang++ cmake -S . -B build/fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DPD_WERROR=ON "${launcher[@]}" -DPD_BUILD_FUZZ=ON -DPD_BUILD_TESTS=OFF -DPD_BUILD_TOOLS=OFF >/dev/null
   cmake --build build/fuzz -j "$jobs"
+  # Each run starts from the seeds of the golden files and the corpus kept in
+  # fuzz/corpus/ (where the last long run ended); what it finds new goes to
+  # build/fuzz/corpus/, never into the repository.
+  rm -rf build/fuzz/seeds
+  fuzz/make-seeds.sh build/fuzz/seeds
   for target in build/fuzz/fuzz/fuzz_*; do
     [ -x "$target" ] || continue
     name=$(basename "$target")
     corpus=build/fuzz/corpus/$name
     mkdir -p "$corpus"
-    seeds=fuzz/seeds/$name
-    [ -d "$seeds" ] || seeds=
+    kept=fuzz/corpus/$name
+    [ -d "$kept" ] || kept=
     echo "-- $name"
     LSAN_OPTIONS=suppressions=$PWD/tests/lsan.supp PD_PLUGIN_LOG=none \
-      "$target" -max_total_time="$fuzz_seconds" -print_final_stats=1 "$corpus" $seeds 2>&1 |
+      "$target" -max_total_time="$fuzz_seconds" -print_final_stats=1 "$corpus" $kept \
+      build/fuzz/seeds/"$name" 2>&1 |
       grep -E '^(stat::number_of_executed_units|stat::peak_rss_mb|==|SUMMARY|INFO: Running)' || true
     test "${PIPESTATUS[0]}" -eq 0
   done
