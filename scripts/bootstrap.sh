@@ -11,8 +11,11 @@ packages=(
   libxml2-dev libgconf2-dev gconf2 dbus
   # the host transport, the simulator, the command-line tool
   libcurl4-openssl-dev libssl-dev openssl libcpp-httplib-dev libcli11-dev nlohmann-json3-dev
-  # tests and benchmarks
-  libgtest-dev libgmock-dev libbenchmark-dev
+  # tests and benchmarks (pdctl's JSON against its schema, the manual pages
+  # read with man -l)
+  libgtest-dev libgmock-dev libbenchmark-dev python3-jsonschema man-db
+  # coverage measurements (scripts/coverage.sh)
+  gcovr
   # the demonstration makes a real JPEG on the fly
   libjpeg-turbo-progs
   # scripts

@@ -63,6 +63,8 @@ class Exchange {
   uint64_t file_sent(uint64_t chunk_sent) const noexcept { return range_first_ + chunk_sent; }
   uint64_t file_total() const noexcept { return range_total_; }
   ReplyBuffer &reply() noexcept { return reply_; }
+  // libcurl's words for a failed exchange (CURLOPT_ERRORBUFFER).
+  char *error_buffer() noexcept { return error_; }
 
   // The last progress value reported, so each value is reported once.
   uint64_t reported = UINT64_MAX;
@@ -79,6 +81,7 @@ class Exchange {
   bool is_chunk_ = false;
   uint64_t range_first_ = 0, range_total_ = 0;
   ReplyBuffer reply_;
+  char error_[CURL_ERROR_SIZE] = "";
 };
 
 }  // namespace sns_tiface

@@ -10,6 +10,7 @@
 #include <string>
 #include <unordered_set>
 
+#include "sns-tiface/sns_nt_failure.h"
 #include "sns-tiface/sns_nt_progress.h"
 #include "transport.h"
 
@@ -113,4 +114,8 @@ SNS_NT_API int sns_nt_finalize(sns_nt_handle handle) {
 
 SNS_NT_API void sns_nt_set_progress_cb(sns_nt_progress_cb callback, void *user) {
   sns_tiface::set_progress_callback(callback, user);
+}
+
+SNS_NT_API void sns_nt_set_failure_cb(sns_nt_failure_cb callback, void *user) {
+  sns_tiface::set_failure_callback(callback, user);
 }

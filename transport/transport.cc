@@ -1,6 +1,7 @@
 #include "transport.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 
@@ -10,23 +11,79 @@ namespace {
 // Idle easy handles kept for reuse; more than this are cleaned up.
 constexpr size_t kIdleHandles = 16;
 
-std::mutex g_progress_mutex;
-sns_nt_progress_cb g_progress = nullptr;
-void *g_progress_user = nullptr;
+// A process-wide callback of an extension header. It is called under its
+// lock, so once a host has set it to null it is neither running nor called
+// again, and the host may free what the callback uses.
+template <class Callback>
+class Hook {
+ public:
+  void set(Callback callback, void *user) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    callback_ = callback;
+    user_ = user;
+  }
+  bool wanted() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return callback_ != nullptr;
+  }
+  template <class... Args>
+  void call(Args... args) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (callback_ != nullptr) callback_(args..., user_);
+  }
 
-bool progress_wanted() {
-  std::lock_guard<std::mutex> lock(g_progress_mutex);
-  return g_progress != nullptr;
-}
+ private:
+  std::mutex mutex_;
+  Callback callback_ = nullptr;
+  void *user_ = nullptr;
+};
+
+Hook<sns_nt_progress_cb> g_progress;
+Hook<sns_nt_failure_cb> g_failure;
 
 int on_progress(void *data, curl_off_t, curl_off_t, curl_off_t, curl_off_t uploaded) {
   auto *exchange = static_cast<Exchange *>(data);
   uint64_t sent = exchange->file_sent(static_cast<uint64_t>(uploaded));
   if (sent == exchange->reported) return 0;
   exchange->reported = sent;
-  std::lock_guard<std::mutex> lock(g_progress_mutex);
-  if (g_progress != nullptr) g_progress(sent, exchange->file_total(), g_progress_user);
+  g_progress.call(sent, exchange->file_total());
   return 0;
+}
+
+// What a person should hear about a failed exchange, from libcurl's result.
+sns_nt_failure cause_of(CURLcode result, CURL *easy, Exchange &exchange) {
+  switch (result) {
+    case CURLE_COULDNT_RESOLVE_HOST:
+    case CURLE_COULDNT_RESOLVE_PROXY: return SNS_NT_FAILURE_NAME;
+    case CURLE_COULDNT_CONNECT: {
+      long os_error = 0;
+      curl_easy_getinfo(easy, CURLINFO_OS_ERRNO, &os_error);
+      return os_error == ECONNREFUSED ? SNS_NT_FAILURE_REFUSED : SNS_NT_FAILURE_UNREACHABLE;
+    }
+    case CURLE_PEER_FAILED_VERIFICATION: return SNS_NT_FAILURE_CERTIFICATE;
+    case CURLE_SSL_CACERT_BADFILE: return SNS_NT_FAILURE_CA_FILE;
+    case CURLE_SSL_CONNECT_ERROR:
+    case CURLE_SSL_CERTPROBLEM:
+    case CURLE_SSL_CIPHER:
+    case CURLE_SSL_ISSUER_ERROR:
+    case CURLE_SSL_INVALIDCERTSTATUS:
+    case CURLE_SSL_PINNEDPUBKEYNOTMATCH:
+    case CURLE_SSL_SHUTDOWN_FAILED:
+    case CURLE_USE_SSL_FAILED: return SNS_NT_FAILURE_TLS;
+    case CURLE_OPERATION_TIMEDOUT: return SNS_NT_FAILURE_TIMEOUT;
+    case CURLE_FILESIZE_EXCEEDED: return SNS_NT_FAILURE_TOO_LARGE;
+    // The reply buffer refuses bytes past the limit or when memory runs out.
+    case CURLE_WRITE_ERROR:
+      return exchange.reply().over_limit() ? SNS_NT_FAILURE_TOO_LARGE : SNS_NT_FAILURE_NO_MEMORY;
+    case CURLE_GOT_NOTHING:
+    case CURLE_RECV_ERROR:
+    case CURLE_SEND_ERROR:
+    case CURLE_PARTIAL_FILE:
+    case CURLE_HTTP2:
+    case CURLE_HTTP2_STREAM: return SNS_NT_FAILURE_CONNECTION_LOST;
+    case CURLE_OUT_OF_MEMORY: return SNS_NT_FAILURE_NO_MEMORY;
+    default: return SNS_NT_FAILURE_OTHER;
+  }
 }
 
 size_t on_reply_bytes(char *bytes, size_t size, size_t count, void *data) {
@@ -39,11 +96,8 @@ size_t on_reply_bytes(char *bytes, size_t size, size_t count, void *data) {
 
 }  // namespace
 
-void set_progress_callback(sns_nt_progress_cb callback, void *user) {
-  std::lock_guard<std::mutex> lock(g_progress_mutex);
-  g_progress = callback;
-  g_progress_user = user;
-}
+void set_progress_callback(sns_nt_progress_cb callback, void *user) { g_progress.set(callback, user); }
+void set_failure_callback(sns_nt_failure_cb callback, void *user) { g_failure.set(callback, user); }
 
 Transport::Transport(Config config) : config_(std::move(config)) {}
 
@@ -154,6 +208,7 @@ void Transport::configure(CURL *easy, Exchange &exchange) {
   curl_easy_setopt(easy, CURLOPT_MAXFILESIZE_LARGE,
                    static_cast<curl_off_t>(config_.max_reply_bytes));
   curl_easy_setopt(easy, CURLOPT_PRIVATE, &exchange);
+  curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, exchange.error_buffer());
   curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, config_.timeout_ms);
   // The gateway is reached directly; a proxy from the environment would
@@ -163,7 +218,7 @@ void Transport::configure(CURL *easy, Exchange &exchange) {
   curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
   curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L);
   if (!config_.cainfo.empty()) curl_easy_setopt(easy, CURLOPT_CAINFO, config_.cainfo.c_str());
-  if (exchange.is_chunk() && progress_wanted()) {
+  if (exchange.is_chunk() && g_progress.wanted()) {
     curl_easy_setopt(easy, CURLOPT_XFERINFOFUNCTION, on_progress);
     curl_easy_setopt(easy, CURLOPT_XFERINFODATA, &exchange);
     curl_easy_setopt(easy, CURLOPT_NOPROGRESS, 0L);
@@ -173,12 +228,16 @@ void Transport::configure(CURL *easy, Exchange &exchange) {
 void Transport::start(std::unique_ptr<Exchange> exchange) {
   CURL *easy = take_easy();
   if (easy == nullptr) {
+    report_failure(*exchange, SNS_NT_FAILURE_NO_MEMORY, "no libcurl handle for the exchange");
     deliver(*exchange, 0, nullptr, 0);
     return;
   }
   configure(easy, *exchange);
-  if (curl_multi_add_handle(multi_, easy) != CURLM_OK) {
+  if (CURLMcode added = curl_multi_add_handle(multi_, easy); added != CURLM_OK) {
     curl_easy_cleanup(easy);
+    report_failure(*exchange,
+                   added == CURLM_OUT_OF_MEMORY ? SNS_NT_FAILURE_NO_MEMORY : SNS_NT_FAILURE_OTHER,
+                   curl_multi_strerror(added));
     deliver(*exchange, 0, nullptr, 0);
     return;
   }
@@ -199,20 +258,34 @@ void Transport::complete(CURL *easy, CURLcode result) {
   if (result == CURLE_OK) {
     curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
     body = exchange->reply().release(&length);
-  }
-  if (config_.debug) {
-    const char *reason = result == CURLE_OK                    ? "ok"
-                         : exchange->reply().over_limit()      ? "reply too long"
-                                                               : curl_easy_strerror(result);
-    std::fprintf(stderr, "sns-tiface: request %u code %u %s -> %ld (%s)\n",
-                 exchange->request()->uReqId, exchange->request()->uReqCode,
-                 exchange->request()->pszUrl, status, reason);
+    if (config_.debug)
+      std::fprintf(stderr, "sns-tiface: request %u code %u %s -> %ld\n", exchange->request()->uReqId,
+                   exchange->request()->uReqCode, exchange->request()->pszUrl, status);
+  } else {
+    char detail[CURL_ERROR_SIZE + 64];
+    if (exchange->reply().over_limit())
+      std::snprintf(detail, sizeof detail, "the answer is longer than %zu bytes",
+                    config_.max_reply_bytes);
+    else
+      std::snprintf(detail, sizeof detail, "%s",
+                    exchange->error_buffer()[0] != '\0' ? exchange->error_buffer()
+                                                         : curl_easy_strerror(result));
+    report_failure(*exchange, cause_of(result, easy, *exchange), detail);
   }
   if (idle_.size() < kIdleHandles)
     idle_.push_back(easy);
   else
     curl_easy_cleanup(easy);
   deliver(*exchange, static_cast<uint32_t>(status), body, length);
+}
+
+void Transport::report_failure(const Exchange &exchange, sns_nt_failure cause, const char *detail) {
+  const sns_nt_request &request = *exchange.request();
+  if (config_.debug)
+    std::fprintf(stderr, "sns-tiface: request %u code %u %s -> no answer (%s)\n", request.uReqId,
+                 request.uReqCode, request.pszUrl, detail);
+  // Nobody hears of an exchange once the handle is being finalised.
+  if (!stopping_.load()) g_failure.call(request.uReqId, static_cast<int>(cause), detail);
 }
 
 void Transport::deliver(Exchange &exchange, uint32_t status, char *body, size_t length) {

@@ -17,12 +17,16 @@
 #include "config.h"
 #include "exchange.h"
 #include "sns-tiface/sns_nt.h"
+#include "sns-tiface/sns_nt_failure.h"
 #include "sns-tiface/sns_nt_progress.h"
 
 namespace sns_tiface {
 
-// The process-wide upload progress callback (see sns_nt_progress.h).
+// The process-wide hooks of the extension headers: upload progress
+// (sns_nt_progress.h) and the cause of an exchange without an answer
+// (sns_nt_failure.h).
 void set_progress_callback(sns_nt_progress_cb callback, void *user);
+void set_failure_callback(sns_nt_failure_cb callback, void *user);
 
 class Transport {
  public:
@@ -48,6 +52,8 @@ class Transport {
   void start(std::unique_ptr<Exchange> exchange);
   void complete(CURL *easy, CURLcode result);
   void deliver(Exchange &exchange, uint32_t status, char *body, size_t length);
+  // Tells the failure hook (and the debug line) why an exchange got no answer.
+  void report_failure(const Exchange &exchange, sns_nt_failure cause, const char *detail);
   CURL *take_easy();
   void configure(CURL *easy, Exchange &exchange);
   void abandon();

@@ -11,7 +11,8 @@
  * never sees a transport handle). It runs on a transport worker thread while
  * an upload chunk (request kind 2) is on the wire, with the bytes of the whole
  * file sent so far and the file's size, as the chunk's Content-Range names
- * them. Pass a null callback to stop. */
+ * them. Pass a null callback to stop; once that call has returned, the
+ * callback is not running and is not called again. */
 #ifndef SNS_TIFACE_SNS_NT_PROGRESS_H
 #define SNS_TIFACE_SNS_NT_PROGRESS_H
 

@@ -14,6 +14,7 @@
 #include "pd-plugin/pd_xml_message.h"
 #include "pd-plugin/pd_xml_people.h"
 #include "sns-tiface/sns_nt.h"
+#include "sns-tiface/sns_nt_failure.h"
 #include "sns-tiface/sns_nt_progress.h"
 
 int main(void) { return 0; }

@@ -6,8 +6,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <pty.h>
+#include <sys/ioctl.h>
+
 #include <cstring>
+#include <thread>
 #include <fstream>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <regex>
 #include <sstream>
@@ -27,40 +32,61 @@ struct Result {
   std::string out, err;
 };
 
-// Runs pdctl with `args`; the environment is the test's plus a fixed time
-// zone (tables show local times) and `extra`.
-Result pdctl(const std::vector<std::string> &args, const std::vector<std::string> &extra = {}) {
+// Runs pdctl with `args` and `input` on its standard input. The environment
+// is the test's plus a fixed time zone (tables show local times), `extra`,
+// and leading "NAME=value" words of `args`, as a shell would take them.
+Result pdctl(const std::vector<std::string> &args, const std::vector<std::string> &extra = {},
+             const std::string &input = {}) {
   std::vector<std::string> words = {PDCTL};
-  words.insert(words.end(), args.begin(), args.end());
-  std::vector<std::string> env = {"TZ=UTC"};
-  for (char **e = environ; *e != nullptr; ++e)
-    if (std::string(*e).rfind("TZ=", 0) != 0) env.emplace_back(*e);
-  env.insert(env.end(), extra.begin(), extra.end());
+  std::map<std::string, std::string> variables;
+  auto set = [&variables](const std::string &entry) {
+    size_t equals = entry.find('=');
+    variables[entry.substr(0, equals)] = entry;
+  };
+  for (char **e = environ; *e != nullptr; ++e) set(*e);
+  set("TZ=UTC");
+  for (const std::string &entry : extra) set(entry);
+  size_t first = 0;
+  while (first < args.size() && args[first].find('=') != std::string::npos && args[first][0] != '-')
+    set(args[first++]);
+  std::vector<std::string> env;
+  for (auto &[name, entry] : variables) env.push_back(entry);
+  words.insert(words.end(), args.begin() + static_cast<long>(first), args.end());
   std::vector<char *> argv, envp;
   for (std::string &w : words) argv.push_back(w.data());
   for (std::string &e : env) envp.push_back(e.data());
   argv.push_back(nullptr);
   envp.push_back(nullptr);
 
-  int out[2], err[2];
+  int in[2], out[2], err[2];
   Result run;
-  if (pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) return run;
+  if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) return run;
   pid_t pid = fork();
   if (pid == 0) {
+    dup2(in[0], STDIN_FILENO);
     dup2(out[1], STDOUT_FILENO);
     dup2(err[1], STDERR_FILENO);
     execve(argv[0], argv.data(), envp.data());
     _exit(127);
   }
+  close(in[0]);
   close(out[1]);
   close(err[1]);
+  std::thread feeder([fd = in[1], &input] {
+    for (size_t done = 0; done < input.size();) {
+      ssize_t n = write(fd, input.data() + done, input.size() - done);
+      if (n <= 0) break;
+      done += static_cast<size_t>(n);
+    }
+    close(fd);
+  });
   pollfd fds[2] = {{out[0], POLLIN, 0}, {err[0], POLLIN, 0}};
   std::string *sinks[2] = {&run.out, &run.err};
   int open_pipes = 2;
   while (open_pipes > 0 && poll(fds, 2, 60000) > 0) {
     for (int i = 0; i < 2; ++i) {
       if (fds[i].fd < 0 || fds[i].revents == 0) continue;
-      char buffer[4096];
+      char buffer[65536];
       ssize_t n = read(fds[i].fd, buffer, sizeof buffer);
       if (n > 0) {
         sinks[i]->append(buffer, static_cast<size_t>(n));
@@ -71,6 +97,7 @@ Result pdctl(const std::vector<std::string> &args, const std::vector<std::string
       }
     }
   }
+  feeder.join();
   int status = 0;
   waitpid(pid, &status, 0);
   run.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
@@ -79,15 +106,37 @@ Result pdctl(const std::vector<std::string> &args, const std::vector<std::string
 
 // The command, its exit status and what it wrote, as a reviewer reads it.
 std::string transcript(const std::vector<std::string> &args, const Result &run) {
-  std::string text = "$ pdctl";
-  for (const std::string &arg : args)
+  std::string text = "$";
+  bool command = false;
+  for (const std::string &arg : args) {
+    if (!command && (arg.find('=') == std::string::npos || arg[0] == '-')) {
+      text += " pdctl";
+      command = true;
+    }
     text += " " + (arg.empty() || arg.find(' ') != std::string::npos ? "'" + arg + "'" : arg);
+  }
+  if (!command) text += " pdctl";
   return text + "\nexit " + std::to_string(run.status) + "\n" + run.out + run.err + "\n";
 }
 
-// Session and persist keys are new for every login.
-std::string mask_keys(const std::string &text) {
-  return std::regex_replace(text, std::regex("[0-9a-f]{32}"), "<key>");
+// What changes from run to run: session and persist keys, the ports of the
+// simulator, libcurl's timings, the build's folders.
+std::string mask_keys(std::string text) {
+  text = std::regex_replace(text, std::regex("[0-9a-f]{32}"), "<key>");
+  text = std::regex_replace(text, std::regex("port [0-9]+"), "port <port>");
+  text = std::regex_replace(text, std::regex("after [0-9]+ (ms|milliseconds)"), "after <n> $1");
+  for (size_t at; (at = text.find(GatewaySim::other_ca_file())) != std::string::npos;)
+    text.replace(at, GatewaySim::other_ca_file().size(), "<other-ca.pem>");
+  return text;
+}
+
+// Whether any text of a JSON document is `text`.
+bool holds_text(const json &document, const std::string &text) {
+  if (document.is_string()) return document.get<std::string>() == text;
+  if (!document.is_structured()) return false;
+  for (const json &item : document)
+    if (holds_text(item, text)) return true;
+  return false;
 }
 
 std::string read_file(const std::string &path) {
@@ -211,7 +260,7 @@ TEST_F(PdctlTest, MorePagesAreMentioned) {
             "    Text  Yes - 12:30 & I bring the maps.\n"
             "(the gateway holds more, from 17)\n");
   json page = json::parse(pdctl({"--json", "messages", "outbox"}).out);
-  EXPECT_EQ(page["has_next"], "true");
+  EXPECT_EQ(page["has_next"], true);
   EXPECT_EQ(page["start_context"], "17");
   EXPECT_EQ(page["threads"].size(), 16u);
 }
@@ -228,13 +277,14 @@ TEST_F(PdctlTest, UploadSendsTheWholeFile) {
   Result run = pdctl({"--progress", "upload", path, "al4"});
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_TRUE(matches_golden("pdctl/upload.txt", run.out));
-  EXPECT_NE(run.err.find("Uploading: 100%  200000 / 200000 bytes\n"), std::string::npos) << run.err;
+  EXPECT_NE(run.err.find("Uploading: 100%  195.3/195.3 KiB"), std::string::npos) << run.err;
 
   json photos = json::parse(pdctl({"--json", "photos", "al4"}).out);
   ASSERT_EQ(photos["photos"].size(), 1u);
   std::string id = photos["photos"][0]["id"];
   EXPECT_EQ(sim_.fetch("/media/" + id), bytes);
   EXPECT_EQ(read_file(path), bytes);
+  expect_output("upload.json", {"--json", "upload", path, "al4"});
 }
 
 TEST_F(PdctlTest, VerboseKeepsTheOutputAndShowsThePluginLines) {
@@ -248,6 +298,8 @@ TEST_F(PdctlTest, VerboseKeepsTheOutputAndShowsThePluginLines) {
   EXPECT_NE(verbose.err.find("Get album list response recieved"), std::string::npos);
 }
 
+// A failed login or logout says that the stored session is gone: the
+// plug-in clears it before it sends either.
 TEST_F(PdctlTest, GatewayErrorsAndRefusals) {
   std::ofstream("pdctl-photo.jpg", std::ios::binary) << "not looked at: the album is refused first";
   expect_transcript("refusals", {
@@ -258,11 +310,78 @@ TEST_F(PdctlTest, GatewayErrorsAndRefusals) {
                                     {"comments", "photo", "p999"},
                                     {"send", "--to", "9999", "--content", "hello"},
                                     {"upload", "pdctl-photo.jpg", "al3"},
+                                    {"login", "ann@palisade.example", "wrong"},
+                                    {"albums"},
+                                    {"login", "ann@palisade.example", "harbour-lights"},
                                     {"logout"},
                                     {"albums"},
                                 });
 }
 
+// pdctl escapes what XML gives a meaning to, so every text reaches the
+// gateway and comes back exactly as typed; --raw hands texts over as they
+// are, for testing gateways.
+TEST_F(PdctlTest, TextsArriveExactlyAsTyped) {
+  login();
+  std::string megabyte;
+  while (megabyte.size() < (1u << 20)) megabyte += "Tom & Jerry <b>\"hi\"</b> 'x' \xc2\xb0 \xe6\x9d\xb1\n";
+  // What the read-back must hold: a text anywhere, or at a JSON pointer
+  // (the newest activity or thread comes first).
+  struct Held {
+    std::string text, at = {};
+  };
+  struct Row {
+    std::vector<std::string> send, read;
+    std::vector<Held> held;
+    std::string input = {};
+  };
+  const std::string newest_title = "/threads/0/messages/0/title";
+  const Row rows[] = {
+      {{"status", "Tom & Jerry"}, {"feed"}, {{"Tom & Jerry", "/activities/0/content"}}},
+      {{"status", "x < y"}, {"feed"}, {{"x < y", "/activities/0/content"}}},
+      {{"status", "Gr\xc3\xbc\xc3\x9f""e, \xe6\x9d\xb1\xe4\xba\xac \xf0\x9f\x9a\x8b\tand\nmore"}, {"feed"},
+       {{"Gr\xc3\xbc\xc3\x9f""e, \xe6\x9d\xb1\xe4\xba\xac \xf0\x9f\x9a\x8b\tand\nmore", "/activities/0/content"}}},
+      {{"comment", "photo", "p201", "<b>bold</b> & 'so'"}, {"comments", "photo", "p201"}, {{"<b>bold</b> & 'so'"}}},
+      {{"send", "--to", "1002", "--title", "Say \"hi\"", "--content", "it's <fine> & \"ok\""},
+       {"messages", "outbox"},
+       {{"Say \"hi\"", newest_title}, {"it's <fine> & \"ok\"", "/threads/0/messages/0/content"}}},
+      {{"send", "--to", "1002", "--title", "", "--content", "-"},
+       {"messages", "outbox"},
+       {{"", newest_title}, {megabyte}},
+       megabyte},
+      {{"status", "-"}, {"feed"}, {{megabyte, "/activities/0/content"}}, megabyte},
+      // Sent empty; an element without text comes back as absent.
+      {{"status", ""}, {"feed"}, {}},
+      {{"--raw", "status", "Tom &amp; Jerry &#x263A;"}, {"feed"}, {{"Tom & Jerry \xe2\x98\xba"}}},
+  };
+  for (const Row &row : rows) {
+    SCOPED_TRACE(row.send.back().substr(0, 40));
+    Result sent = pdctl(row.send, {}, row.input);
+    ASSERT_EQ(sent.status, 0) << sent.err;
+    std::vector<std::string> read = {"--json"};
+    read.insert(read.end(), row.read.begin(), row.read.end());
+    Result back = pdctl(read);
+    ASSERT_EQ(back.status, 0) << back.err;
+    json document = json::parse(back.out);
+    for (const Held &held : row.held) {
+      if (held.at.empty())
+        EXPECT_TRUE(holds_text(document, held.text)) << held.text.substr(0, 40);
+      else
+        EXPECT_EQ(document.at(json::json_pointer(held.at)), held.text);
+    }
+  }
+  // The gateway read the escaped bytes; unescaped, a "<" breaks the request.
+  std::vector<RecordedRequest> requests;
+  std::string error;
+  ASSERT_TRUE(sim_.requests(&requests, &error)) << error;
+  EXPECT_NE(requests[1].body.find("<Status>Tom &amp; Jerry</Status>"), std::string::npos) << requests[1].body;
+  EXPECT_TRUE(std::any_of(requests.begin(), requests.end(), [](const RecordedRequest &request) {
+    return request.body.find("<Status></Status>") != std::string::npos;
+  }));
+  expect_transcript("raw-texts", {{"--raw", "status", "x < y"}});
+}
+
+// Each names its cause, as our transport tells it.
 TEST_F(PdctlTest, TransportFailuresEndWithExitThree) {
   login();
   sim_.stop();
@@ -272,11 +391,92 @@ TEST_F(PdctlTest, TransportFailuresEndWithExitThree) {
   start({"--malformed", "--fault-path", "/palisade/photo/album"});
   expect_transcript("transport-malformed", {{"albums"}});
   sim_.stop();
-  start({"--delay-ms", "3000", "--fault-path", "/palisade/photo/album"});
-  expect_transcript("transport-timeout", {{"--timeout", "0.5", "albums"}});
-  // Nothing listens any more on the ports the transport is sent to.
+  start({"--drop", "--fault-path", "/palisade/photo/album"});
+  expect_transcript("transport-dropped", {{"albums"}});
   sim_.stop();
-  expect_transcript("transport-unreachable", {{"albums"}});
+  start({"--delay-ms", "3000", "--fault-path", "/palisade/photo/album"});
+  login();
+  expect_transcript("transport-timeout", {{"--timeout", "0.5", "albums"}, {"SNS_NT_TIMEOUT_MS=300", "albums"}});
+  expect_transcript("transport-large", {{"SNS_NT_MAX_REPLY_BYTES=100", "friends"}});
+  expect_transcript("transport-unresolved",
+                    {{"SNS_NT_CONNECT_TO=" PD_GATEWAY_HOST ":80:no-such-host.invalid:80", "friends"}});
+  expect_transcript("transport-certificate",
+                    {{"SNS_NT_CAINFO=" + GatewaySim::other_ca_file(), "login", "ann@palisade.example", "x"},
+                     {"SNS_NT_CAINFO=/nonexistent/ca.pem", "login", "ann@palisade.example", "x"}});
+  // Nothing listens any more on the ports the transport is sent to.
+  login();
+  sim_.stop();
+  expect_transcript("transport-unreachable", {{"albums"}, {"logout"}});
+}
+
+TEST_F(PdctlTest, GatewayKilledMidRequest) {
+  login();
+  sim_.stop();
+  start({"--delay-ms", "5000", "--fault-path", "/palisade/friend/grouping"});
+  Result run;
+  std::thread request([&run] { run = pdctl({"friends"}); });
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  sim_.kill_now();
+  request.join();
+  EXPECT_EQ(run.status, 3);
+  EXPECT_EQ(run.err, "pdctl: no answer from the gateway: the gateway closed the connection before it "
+                     "answered: Empty reply from server\n");
+}
+
+// GConf keeps the login state and needs a D-Bus session: without one
+// nothing is sent and nothing is claimed.
+TEST_F(PdctlTest, WithoutGConfNothingIsSent) {
+  expect_transcript("no-session", {{"login", "ann@palisade.example", "harbour-lights"}, {"friends"}},
+                    {"DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent/bus"});
+  std::vector<RecordedRequest> requests;
+  std::string error;
+  ASSERT_TRUE(sim_.requests(&requests, &error)) << error;
+  EXPECT_TRUE(requests.empty());
+}
+
+// The bar on a terminal of 40 and 100 columns: every redraw fits in one
+// line, with the bytes sent in KiB or MiB and, once known, the rate.
+TEST_F(PdctlTest, UploadProgressFitsTheTerminal) {
+  login();
+  sim_.stop();
+  start({"--delay-ms", "20", "--fault-path", "/upload/*"});
+  login();
+  std::string path = ::testing::TempDir() + "pdctl-progress.jpg";
+  std::ofstream(path, std::ios::binary) << std::string(1 << 20, 'x');
+  for (unsigned short columns : {40, 100}) {
+    SCOPED_TRACE(columns);
+    winsize size{24, columns, 0, 0};
+    int terminal = -1;
+    pid_t pid = forkpty(&terminal, nullptr, nullptr, &size);
+    ASSERT_GE(pid, 0);
+    if (pid == 0) {
+      setenv("TERM", "dumb", 1);
+      execl(PDCTL, PDCTL, "upload", path.c_str(), "al4", static_cast<char *>(nullptr));
+      _exit(127);
+    }
+    std::string screen;
+    char buffer[4096];
+    for (ssize_t n; (n = read(terminal, buffer, sizeof buffer)) > 0;) screen.append(buffer, static_cast<size_t>(n));
+    close(terminal);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    ASSERT_EQ(WEXITSTATUS(status), 0) << screen;
+    std::vector<std::string> bars;
+    const std::regex line_ends("[\r\n]+");
+    for (auto it = std::sregex_token_iterator(screen.begin(), screen.end(), line_ends, -1);
+         it != std::sregex_token_iterator(); ++it) {
+      std::string line = std::regex_replace(it->str(), std::regex("\x1b\\[K"), "");
+      EXPECT_LT(line.size(), columns) << line;
+      if (line.find('%') != std::string::npos) bars.push_back(line);
+    }
+    ASSERT_GT(bars.size(), 2u) << screen;
+    EXPECT_NE(bars.front().find("[..."), std::string::npos) << bars.front();
+    EXPECT_NE(bars.front().find("0.0/1.0 MiB"), std::string::npos) << bars.front();
+    EXPECT_TRUE(std::regex_search(bars.back(), std::regex("100% 1.0/1.0 MiB [0-9.]+ (KiB|MiB)/s$")))
+        << bars.back();
+    // The bar goes when the upload ends; the record follows.
+    EXPECT_NE(screen.find("\r\x1b[KPhoto uploaded"), std::string::npos);
+  }
 }
 
 TEST_F(PdctlTest, UsageErrorsAreRefusedBeforeAnythingIsSent) {
@@ -294,6 +494,9 @@ TEST_F(PdctlTest, UsageErrorsAreRefusedBeforeAnythingIsSent) {
                                      {"messages", "Inbox"},
                                      {"send", "--content", "hi"},
                                      {"send", "--to", "1002", "--type", "later"},
+                                     {"send", "--to", "1002", "--title", "-", "--content", "-"},
+                                     {"status", "caf\xe9"},
+                                     {"status", "bell\x07"},
                                      {"--timeout", "0", "feed"},
                                      {"feed", "now"},
                                      {"--bogus", "feed"}});
@@ -307,13 +510,17 @@ TEST_F(PdctlTest, PluginThatCannotBeLoaded) {
   expect_transcript("no-plugin", {{"--plugin", "/nonexistent/libpd-plugin.so", "feed"}});
   Result from_environment = pdctl({"feed"}, {"PDCTL_PLUGIN=/nonexistent/libpd-plugin.so"});
   EXPECT_EQ(from_environment.status, 5);
-  // A library that is not the plug-in: the transport lacks its functions.
+  // A library that is not the plug-in, and a file that is no library.
   Result wrong = pdctl({"--plugin", SNS_TIFACE, "feed"});
   EXPECT_EQ(wrong.status, 5);
-  EXPECT_NE(wrong.err.find("lacks pd_init, pd_finalize"), std::string::npos) << wrong.err;
+  EXPECT_EQ(wrong.err, "pdctl: " SNS_TIFACE " is not the SNS client plug-in: it has no pd_init\n");
+  Result text = pdctl({"--plugin", PD_TEST_DATA_DIR "/pdctl/login.json", "feed"});
+  EXPECT_EQ(text.status, 5);
+  EXPECT_EQ(text.err, "pdctl: cannot load the plug-in: " PD_TEST_DATA_DIR "/pdctl/login.json: invalid ELF header\n");
 }
 
 TEST_F(PdctlTest, HelpForEveryCommand) {
+  EXPECT_EQ(pdctl({"--version"}).out, "pdctl " PD_VERSION "\n");
   Result top = pdctl({"--help"});
   EXPECT_EQ(top.status, 0);
   EXPECT_NE(top.out.find("4  refused by the plug-in"), std::string::npos);

@@ -68,4 +68,22 @@ TEST(PdctlView, AbsentValuesAreNullInJsonAndLeftOutOfTrees) {
   EXPECT_EQ(json_of(view), "{\n  \"things\": [\n    {\n      \"a\": null,\n      \"b\": 7\n    }\n  ]\n}\n");
 }
 
+// Every value typed by its kind, and what does not read as its kind kept
+// as the gateway's text.
+TEST(PdctlView, JsonTypesByKindAndKeepsWhatDoesNotRead) {
+  auto cell = [](std::string key, std::string value, Style style) {
+    return Cell{std::move(key), "", std::move(value), style};
+  };
+  Node node{{}, {cell("n", "-5", Style::number), cell("odd_n", "12a", Style::number),
+                 cell("huge_n", "12345678901234567890", Style::number), cell("f", "false", Style::flag),
+                 cell("odd_f", "yes", Style::flag), cell("t", "0", Style::time),
+                 cell("odd_t", "soon", Style::time), {"absent_t", "", std::monostate{}, Style::time}},
+            {}};
+  EXPECT_EQ(json_of(View{Layout::record, {}, List{"record", true, {node}}, ""}),
+            "{\n  \"n\": -5,\n  \"odd_n\": \"12a\",\n  \"huge_n\": \"12345678901234567890\",\n"
+            "  \"f\": false,\n  \"odd_f\": \"yes\",\n  \"t\": \"0\",\n"
+            "  \"t_iso\": \"1970-01-01T00:00:00Z\",\n  \"odd_t\": \"soon\",\n  \"odd_t_iso\": null,\n"
+            "  \"absent_t\": null,\n  \"absent_t_iso\": null\n}\n");
+}
+
 }  // namespace

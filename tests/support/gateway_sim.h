@@ -42,6 +42,8 @@ class GatewaySim {
              bool record = true);
   // Stops it; returns its exit status (0 for a clean stop), -1 when not running.
   int stop();
+  // Ends it at once, as a crash would: connections die mid-request.
+  void kill_now();
 
   int http_port() const { return http_port_; }
   int https_port() const { return https_port_; }

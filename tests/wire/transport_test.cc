@@ -10,12 +10,15 @@
 #include <chrono>
 #include <cstring>
 #include <cstdlib>
+#include <map>
+#include <mutex>
 #include <optional>
 #include <regex>
 #include <set>
 #include <thread>
 
 #include "sns-tiface/sns_nt.h"
+#include "sns-tiface/sns_nt_failure.h"
 #include "sns-tiface/sns_nt_progress.h"
 #include "support/gateway_sim.h"
 #include "support/golden.h"
@@ -50,9 +53,30 @@ void point_gateway_at(int port) {
          (std::string(PD_GATEWAY_HOST) + ":80:127.0.0.1:" + std::to_string(port)).c_str(), 1);
 }
 
+// The causes the transport's failure hook told, by request id. The hook is
+// called before the response callback of the same exchange, which checks it.
+std::mutex g_causes_mutex;
+std::map<uint32_t, int> g_causes;
+std::atomic<int> g_late_causes{0};
+
 class Wire : public ::testing::Test {
  protected:
   void SetUp() override {
+    {
+      std::lock_guard<std::mutex> lock(g_causes_mutex);
+      g_causes.clear();
+    }
+    sns_nt_set_failure_cb(
+        [](uint32_t id, int cause, const char *detail, void *) {
+          EXPECT_NE(detail, nullptr);
+          std::lock_guard<std::mutex> lock(g_causes_mutex);
+          g_causes[id] = cause;
+        },
+        nullptr);
+    Responses::instance().on_response([](const sns_nt_response &response) {
+      std::lock_guard<std::mutex> lock(g_causes_mutex);
+      if ((response.uHttpStatus == 0) != (g_causes.count(response.uReqId) == 1)) ++g_late_causes;
+    });
     // Each case sets what it needs; nothing carries over from another case.
     for (const char *name : {"SNS_NT_CONNECT_TO", "SNS_NT_CAINFO", "SNS_NT_TIMEOUT_MS",
                              "SNS_NT_MAX_REPLY_BYTES", "SNS_NT_DEBUG"})
@@ -61,6 +85,8 @@ class Wire : public ::testing::Test {
   }
 
   void TearDown() override {
+    sns_nt_set_failure_cb(nullptr, nullptr);
+    EXPECT_EQ(g_late_causes.exchange(0), 0) << "a failure was told after its response, or an answer was told as one";
     Responses::instance().on_response(nullptr);
     if (handle_ != nullptr) {
       EXPECT_EQ(sns_nt_finalize(handle_), 0);
@@ -139,6 +165,13 @@ class Wire : public ::testing::Test {
     for (const Delivered &delivered : Responses::instance().all()) ids.insert(delivered.record.uReqId);
     EXPECT_EQ(ids.size(), id_);
     for (uint32_t id = 1; id <= id_; ++id) EXPECT_EQ(ids.count(id), 1u) << "request " << id;
+  }
+
+  // The cause the transport told for a request, or 0.
+  static int cause_of(const Delivered &delivered) {
+    std::lock_guard<std::mutex> lock(g_causes_mutex);
+    auto found = g_causes.find(delivered.record.uReqId);
+    return found != g_causes.end() ? found->second : 0;
   }
 
   GatewaySim sim_;
@@ -224,14 +257,20 @@ TEST_F(Wire, RefusesAServerTheAuthorityDidNotSign) {
   Delivered login = exchange("/palisade/auth", "login", 0);
   EXPECT_EQ(login.record.uHttpStatus, 0u);
   EXPECT_FALSE(login.body);
+  EXPECT_EQ(cause_of(login), SNS_NT_FAILURE_CERTIFICATE);
   EXPECT_TRUE(recorded().empty()) << "a request passed a refused handshake";
 
-  // The system's authorities know nothing of the throw-away CA either.
-  ASSERT_EQ(sns_nt_finalize(handle_), 0);
-  handle_ = nullptr;
-  unsetenv("SNS_NT_CAINFO");
-  open_transport();
-  EXPECT_EQ(exchange("/palisade/auth", "login", 0).record.uHttpStatus, 0u);
+  // The system's authorities know nothing of the throw-away CA either; a
+  // CA file that cannot be read is a cause of its own.
+  for (const char *cainfo : {"", "/nonexistent/ca.pem"}) {
+    ASSERT_EQ(sns_nt_finalize(handle_), 0);
+    handle_ = nullptr;
+    setenv("SNS_NT_CAINFO", cainfo, 1);
+    open_transport();
+    Delivered refused = exchange("/palisade/auth", "login", 0);
+    EXPECT_EQ(refused.record.uHttpStatus, 0u);
+    EXPECT_EQ(cause_of(refused), *cainfo ? SNS_NT_FAILURE_CA_FILE : SNS_NT_FAILURE_CERTIFICATE);
+  }
   expect_one_callback_each();
 }
 
@@ -244,6 +283,12 @@ TEST_F(Wire, UnreachableGatewayGivesStatusZero) {
   Delivered reply = exchange("/palisade/friend/grouping", "friends");
   EXPECT_EQ(reply.record.uHttpStatus, 0u);
   EXPECT_FALSE(reply.body);
+  EXPECT_EQ(cause_of(reply), SNS_NT_FAILURE_REFUSED);
+  // A host name that resolves nowhere.
+  ASSERT_EQ(sns_nt_finalize(handle_), 0);
+  setenv("SNS_NT_CONNECT_TO", PD_GATEWAY_HOST ":80:no-such-host.invalid:80", 1);
+  open_transport();
+  EXPECT_EQ(cause_of(exchange("/palisade/friend/grouping", "friends")), SNS_NT_FAILURE_NAME);
   expect_one_callback_each();
 }
 
@@ -253,6 +298,7 @@ TEST_F(Wire, SlowGatewayTimesOut) {
   Delivered reply = exchange("/palisade/friend/grouping", "friends");
   EXPECT_EQ(reply.record.uHttpStatus, 0u);
   EXPECT_FALSE(reply.body);
+  EXPECT_EQ(cause_of(reply), SNS_NT_FAILURE_TIMEOUT);
   expect_one_callback_each();
 }
 
@@ -294,6 +340,7 @@ TEST_F(Wire, ResetConnectionGivesStatusZero) {
   Delivered reply = exchange("/palisade/friend/grouping", "friends");
   EXPECT_EQ(reply.record.uHttpStatus, 0u);
   EXPECT_FALSE(reply.body);
+  EXPECT_EQ(cause_of(reply), SNS_NT_FAILURE_CONNECTION_LOST);
   expect_one_callback_each();
 }
 
@@ -321,6 +368,7 @@ TEST_F(Wire, ReplyPastTheLimitGivesStatusZero) {
   Delivered huge = exchange("/palisade/search", "search");
   EXPECT_EQ(huge.record.uHttpStatus, 0u);
   EXPECT_FALSE(huge.body);
+  EXPECT_EQ(cause_of(huge), SNS_NT_FAILURE_TOO_LARGE);
 }
 
 TEST_F(Wire, DefaultLimitRefusesAHugeReply) {
@@ -328,6 +376,7 @@ TEST_F(Wire, DefaultLimitRefusesAHugeReply) {
   Delivered huge = exchange("/palisade/friend/grouping", "friends");
   EXPECT_EQ(huge.record.uHttpStatus, 0u);
   EXPECT_FALSE(huge.body);
+  EXPECT_EQ(cause_of(huge), SNS_NT_FAILURE_TOO_LARGE);
   expect_one_callback_each();
 }
 

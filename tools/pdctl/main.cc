@@ -10,6 +10,7 @@
 #include <string>
 
 #include "commands.h"
+#include "login_state.h"
 #include "outcome.h"
 #include "plugin.h"
 #include "progress.h"
@@ -23,6 +24,7 @@ struct Options {
   bool json = false;
   bool verbose = false;
   bool progress = false;
+  bool raw = false;
   double timeout = 30;
   std::string plugin;
 };
@@ -52,17 +54,45 @@ std::string unknown_command(const CLI::App &app, int argc, char **argv) {
   return {};
 }
 
-int usage_error(CLI::App &app, const CLI::ParseError &error, int argc, char **argv) {
+// The option a usage error is about: the word before its first colon, or
+// the argument CLI11 did not expect.
+std::string offending_option(const std::string &message) {
+  const std::string unexpected = "not expected: ";
+  size_t at = message.find(unexpected);
+  std::string word = at != std::string::npos ? message.substr(at + unexpected.size())
+                                             : message.substr(0, message.find_first_of(": "));
+  return word.rfind("-", 0) == 0 ? word : std::string();
+}
+
+// Points a usage error at the help that lists what it is about: pdctl's own
+// for its global options, the command's for the command's options and
+// arguments.
+int usage_error(CLI::App &app, const std::string &message, int argc, char **argv) {
   std::vector<CLI::App *> parsed = app.get_subcommands();
   if (parsed.empty()) {
     std::string word = unknown_command(app, argc, argv);
     if (!word.empty())
       return fail(kUsage, "unknown command \"" + word + "\" (pdctl --help lists the commands)");
-    if (dynamic_cast<const CLI::RequiredError *>(&error) != nullptr)
-      return fail(kUsage, "a command is needed (pdctl --help lists the commands)");
   }
-  std::string help = parsed.empty() ? "pdctl --help" : "pdctl " + parsed.front()->get_name() + " --help";
-  return fail(kUsage, std::string(error.what()) + " (" + help + " shows the usage)");
+  std::string command = parsed.empty() ? "" : parsed.front()->get_name();
+  std::string option = offending_option(message);
+  if (!option.empty() && app.get_option_no_throw(option) != nullptr)
+    return fail(kUsage, message + " (pdctl --help lists " + option + ")");
+  if (command.empty()) {
+    if (message.find("subcommand") != std::string::npos)
+      return fail(kUsage, "a command is needed (pdctl --help lists the commands)");
+    return fail(kUsage, message + " (pdctl --help lists the options)");
+  }
+  std::string help = "pdctl " + command + " --help";
+  if (!option.empty() && parsed.front()->get_option_no_throw(option) != nullptr)
+    return fail(kUsage, message + " (" + help + " lists " + option + ")");
+  if (!option.empty()) {
+    // An option nobody knows: the help of the place it was typed in.
+    for (int i = 1; i < argc && argv[i] != command; ++i)
+      if (argv[i] == option) return fail(kUsage, message + " (pdctl --help lists the options)");
+    return fail(kUsage, message + " (" + help + " lists its options)");
+  }
+  return fail(kUsage, message + " (" + help + " shows the usage)");
 }
 
 // Writes all of `text` to a file descriptor.
@@ -97,6 +127,10 @@ int main(int argc, char **argv) {
                  "The plug-in to load (default: $PDCTL_PLUGIN, else libpd-plugin.so next to pdctl)");
   app.add_flag("--progress", options.progress,
                "Show upload progress even when standard error is not a terminal");
+  app.add_flag("--raw", options.raw,
+               "Hand texts to the plug-in as typed, without escaping &, <, >, \" and ' for XML "
+               "(for testing gateways)");
+  app.set_version_flag("--version", "pdctl " PDCTL_VERSION, "Show pdctl's version");
   // Global options may also follow the subcommand (subcommands take this
   // setting when they are added).
   app.fallthrough();
@@ -109,9 +143,13 @@ int main(int argc, char **argv) {
     return app.exit(help);
   } catch (const CLI::CallForAllHelp &help) {
     return app.exit(help);
+  } catch (const CLI::CallForVersion &version) {
+    return app.exit(version);
   } catch (const CLI::ParseError &error) {
-    return usage_error(app, error, argc, argv);
+    return usage_error(app, error.what(), argc, argv);
   }
+  if (std::string problem = request.prepare(options.raw, stdin); !problem.empty())
+    return usage_error(app, problem, argc, argv);
 
   // The plug-in reads these when it is loaded and its transport when an
   // instance is made. Its lines go to standard output; with -v they are
@@ -134,7 +172,15 @@ int main(int argc, char **argv) {
   if (path.empty()) path = "libpd-plugin.so";
   Plugin plugin;
   std::string why;
-  if (!load_plugin(path, &plugin, &why)) return fail(kNoPlugin, "cannot load the plug-in: " + why);
+  if (!load_plugin(path, &plugin, &why)) return fail(kNoPlugin, why);
+
+  // The login state lives in GConf; without it no request can be made
+  // (every one but the login needs the stored session key) or kept.
+  if (!options.verbose) quiet_gconf_warnings();
+  std::optional<std::string> session = stored_session_key(&why);
+  if (!session)
+    return fail(kNoSettings, "GConf, where the login state lives, cannot be reached (" + why +
+                                 "): run pdctl inside a D-Bus session, e.g. dbus-run-session -- pdctl ...");
 
   bool terminal = isatty(STDERR_FILENO) != 0;
   Progress progress(stderr, terminal);
@@ -144,6 +190,8 @@ int main(int argc, char **argv) {
                               show_progress ? &progress : nullptr);
   std::string text;
   Outcome outcome = judge(answer, request, options.timeout, options.json, text);
+  std::optional<std::string> session_after = stored_session_key(&why);
+  tell_login_state(request, answer, session, session_after, outcome);
   discard(plugin, answer.notification);
   std::fflush(stdout);
   if (outcome.exit != kSuccess) return fail(outcome.exit, outcome.message);

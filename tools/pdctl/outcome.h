@@ -3,6 +3,7 @@
 #define PDCTL_OUTCOME_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "commands.h"
@@ -17,6 +18,7 @@ enum Exit : int {
   kTransport = 3,     // no answer, a status other than 200, a timeout, no record
   kRefused = 4,       // the plug-in did not send the request
   kNoPlugin = 5,      // the plug-in could not be loaded
+  kNoSettings = 6,    // GConf, where the login state lives, cannot be reached
 };
 
 // The exit codes as --help lists them.
@@ -34,6 +36,14 @@ struct Outcome {
 // Judges an answer; when it brings what was asked, renders it into `out`.
 Outcome judge(const Answer &answer, const Request &request, double timeout_seconds, bool json,
               std::string &out);
+
+// What a login or logout did to the stored session, from the session key
+// stored before the request and after it (nothing when it could not be
+// read): a login the gateway accepted but whose key was not stored fails,
+// and a failed request that dropped the stored session says so.
+void tell_login_state(const Request &request, const Answer &answer,
+                      const std::optional<std::string> &before,
+                      const std::optional<std::string> &after, Outcome &outcome);
 
 }  // namespace pdctl
 

@@ -1,6 +1,5 @@
 #include "plugin.h"
 
-#include <dlfcn.h>
 #include <link.h>
 #include <unistd.h>
 
@@ -60,15 +59,24 @@ void *open_library(const std::string &path, std::string *error) {
 
 bool load_plugin(const std::string &path, Plugin *plugin, std::string *error) {
   void *library = open_library(path, error);
-  if (library == nullptr) return false;
-  std::string missing;
-#define PDCTL_FIND(name)                                                      \
+  if (library == nullptr) {
+    *error = "cannot load the plug-in: " + *error;
+    return false;
+  }
+  std::string first_missing;
+  int missing = 0;
+#define PDCTL_FIND(name)                                                          \
   plugin->name = reinterpret_cast<decltype(plugin->name)>(dlsym(library, #name)); \
-  if (plugin->name == nullptr) missing += (missing.empty() ? "" : ", ") + std::string(#name);
+  if (plugin->name == nullptr && missing++ == 0) first_missing = #name;
   PDCTL_PLUGIN_FUNCTIONS(PDCTL_FIND)
 #undef PDCTL_FIND
-  if (!missing.empty()) {
-    *error = path + " lacks " + missing;
+  if (plugin->pd_init == nullptr) {
+    *error = path + " is not the SNS client plug-in: it has no pd_init";
+    return false;
+  }
+  if (missing > 0) {
+    *error = path + " is not a plug-in pdctl can drive: it lacks " + first_missing +
+             (missing > 1 ? " and " + std::to_string(missing - 1) + " more of its functions" : "");
     return false;
   }
   return true;

@@ -5,6 +5,8 @@
 #ifndef PDCTL_PLUGIN_H
 #define PDCTL_PLUGIN_H
 
+#include <dlfcn.h>
+
 #include <string>
 
 #include "pd-plugin/pd_data.h"
@@ -38,6 +40,15 @@ struct Plugin {
 // function. The library stays loaded for the rest of the process: GLib and
 // GConf inside it cannot be unloaded safely.
 bool load_plugin(const std::string &path, Plugin *plugin, std::string *error);
+
+// A function of an optional extension of the transport that the plug-in
+// brought in (the project's transport has them, the platform's does not),
+// or null. The plug-in is opened RTLD_GLOBAL, so its transport is in the
+// global scope.
+template <class Function>
+Function transport_extension(const char *name) {
+  return reinterpret_cast<Function>(dlsym(RTLD_DEFAULT, name));
+}
 
 }  // namespace pdctl
 

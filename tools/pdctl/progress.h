@@ -1,12 +1,15 @@
-// The upload's progress on standard error: one line redrawn in place on a
-// terminal and cleared when the upload ends; elsewhere (a log, a pipe) a
-// line at every tenth of the file, so the record stays short.
+// The upload's progress on standard error: on a terminal one line, redrawn
+// in place to fit the terminal's width and cleared when the upload ends;
+// elsewhere (a log, a pipe) a line at every tenth of the file, so the record
+// stays short. Both show the bytes sent in KiB or MiB and the rate so far.
 #ifndef PDCTL_PROGRESS_H
 #define PDCTL_PROGRESS_H
 
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <mutex>
+#include <string>
 
 namespace pdctl {
 
@@ -26,13 +29,21 @@ class Progress {
   // Clears the line on a terminal.
   void finish();
 
+  // The terminal line for `sent` of `total` bytes at `rate` bytes per second
+  // (negative: not known yet), at most `columns` - 1 characters wide so the
+  // terminal never wraps it.
+  static std::string line(uint64_t sent, uint64_t total, double rate, int columns);
+
  private:
+  int columns() const;
+
   std::mutex mutex_;
   std::FILE *out_;
   bool terminal_;
   bool attached_ = false;
   bool drawn_ = false;
   int shown_percent_ = -1;
+  std::chrono::steady_clock::time_point started_, drawn_at_;
 };
 
 }  // namespace pdctl

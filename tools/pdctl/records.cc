@@ -32,7 +32,8 @@ Value thumbnail(const xml_activity_get_thumbnail *holder) {
 template <class R>
 std::vector<Cell> paging(const R *head) {
   if (head == nullptr) return {};
-  return {{"start_context", "", opt(head->pszStartContext)}, {"has_next", "", opt(head->pszHasNext)}};
+  return {{"start_context", "", opt(head->pszStartContext)},
+          {"has_next", "", opt(head->pszHasNext), Style::flag}};
 }
 
 template <class N>
@@ -69,7 +70,7 @@ View login_view(const xml_base &r) {
       text("display_name", "Name", &R::pszRemoteLoginInfoDisplayName),
       text("session_key", "Session key", &R::pszSessionKey),
       text("persist_key", "Persist key", &R::pszPersistKeyValue),
-      text("persist_key_expires", "Persist key expires", &R::pszPersistKeyExpires),
+      text("persist_key_expires", "Persist key expires", &R::pszPersistKeyExpires, Style::number),
       text("server_addr", "Server", &R::pszServerAddr),
       text("profile_photo_url", "Profile photo", &R::pszProfilePhotoURL),
   };
@@ -92,7 +93,7 @@ View friends_view(const xml_friend_grouping_retrieve &r) {
       text("presence", "Presence", &F::pszPresence),
       text("location", "", &F::pszLocation),
       text("city", "City", &F::pszCity),
-      text("age", "", &F::pszAge),
+      text("age", "", &F::pszAge, Style::number),
       text("status", "Status", &F::pszStatus),
       text("status_create_time", "", &F::pszStatusCreateTime, Style::time),
       text("status_id", "", &F::pszStatusID),
@@ -100,8 +101,8 @@ View friends_view(const xml_friend_grouping_retrieve &r) {
       text("mood_icon_id", "", &F::pszMoodIconID),
       text("mood_text", "", &F::pszMoodText),
       text("profile_photo_url", "", &F::pszProfilePhotoURL),
-      text("following_num", "", &F::pszFollowingNum),
-      text("follower_num", "", &F::pszFollowerNum),
+      text("following_num", "", &F::pszFollowingNum, Style::number),
+      text("follower_num", "", &F::pszFollowerNum, Style::number),
   };
   return list_view(Layout::table, paging(&r), list_of<F>("friends", r.pstFriend, rows(fields)),
                       "No friends.");
@@ -158,7 +159,7 @@ Node activity_node(const xml_activity_get_activity &a) {
     Fields<O> owner;
     add_lifted(owner, &O::pstOwner,
                Fields<OwnerElement>{text("id", "", &OwnerElement::pszID), text("name", "", &OwnerElement::pszName),
-                          text("type", "", &OwnerElement::pszType), text("is_friend", "", &OwnerElement::pszIsFriend)},
+                          text("type", "", &OwnerElement::pszType), text("is_friend", "", &OwnerElement::pszIsFriend, Style::flag)},
                "");
     owner.push_back({"profile_photo_url", "", [](const O &o) {
                        return o.pstProfilePhoto && o.pstProfilePhoto->pstProfilePhoto
@@ -192,10 +193,10 @@ Node activity_node(const xml_activity_get_activity &a) {
     add_lifted(f, &A::pstActivity,
                Fields<E>{text("related_id", "", &E::pszRelatedID),
                          text("related_name", "", &E::pszRelatedName),
-                         text("recommends_count", "Recommends", &E::pszRecommendsCount),
-                         text("comments_count", "Comments", &E::pszCommentsCount),
-                         text("mobile_auth", "", &E::pszMobileAuth),
-                         text("commentable", "", &E::pszCommentable)},
+                         text("recommends_count", "Recommends", &E::pszRecommendsCount, Style::number),
+                         text("comments_count", "Comments", &E::pszCommentsCount, Style::number),
+                         text("mobile_auth", "", &E::pszMobileAuth, Style::flag),
+                         text("commentable", "", &E::pszCommentable, Style::flag)},
                "");
     return f;
   }();
@@ -212,7 +213,7 @@ Node activity_node(const xml_activity_get_activity &a) {
       text("owner_name", "Owner", &P::pszOwnerName),
       text("author_name", "Author", &P::pszAuthorName),
       text("resolution", "Resolution", &P::pszResolution),
-      text("counts", "Counts", &P::pszCounts),
+      text("counts", "Counts", &P::pszCounts, Style::number),
   };
   using N = xml_element_note;
   static const Fields<N> notes = {text("id", "", &N::pszID), text("title", "Title", &N::pszTitle)};
@@ -231,7 +232,7 @@ Node activity_node(const xml_activity_get_activity &a) {
       text("author_id", "", &W::pszAuthorID), text("author_name", "Author", &W::pszAuthorName),
       text("caption", "Caption", &W::pszCaption), text("source_url", "Source", &W::pszSourceURL),
       text("source_type", "Format", &W::pszSourceType),
-      text("play_time_length", "Length", &W::pszPlayTimeLength)};
+      text("play_time_length", "Length", &W::pszPlayTimeLength, Style::number)};
   using T = xml_element_attachedphoto;
   static const Fields<T> attached = {text("id", "", &T::pszID),
                                      text("album_id", "Album ID", &T::pszAlbumID)};
@@ -282,11 +283,11 @@ View search_view(const xml_people_search &r) {
                    text("id", "ID", &P::pszID), text("display_name", "Name", &P::pszDisplayName),
                    text("name", "", &P::pszName), text("first_name", "", &P::pszFirstName),
                    text("middle_name", "", &P::pszMiddleName), text("last_name", "", &P::pszLastName),
-                   text("sp", "", &P::pszSP), text("age", "", &P::pszAge),
+                   text("sp", "", &P::pszSP), text("age", "", &P::pszAge, Style::number),
                    text("birthday", "", &P::pszBirthday), text("gender", "", &P::pszGender),
                    text("city", "City", &P::pszCity), text("location", "", &P::pszLocation),
                    text("presence", "Presence", &P::pszPresence),
-                   text("is_friend", "Friend", &P::pszIsFriend),
+                   text("is_friend", "Friend", &P::pszIsFriend, Style::flag),
                    text("relation", "", &P::pszRelation), text("headline", "", &P::pszHeadline),
                    text("description", "", &P::pszDescription),
                    text("occupation", "", &P::pszOccupation),
@@ -296,8 +297,8 @@ View search_view(const xml_people_search &r) {
                    text("children", "", &P::pszChildren), text("drinker", "", &P::pszDrinker),
                    text("smoker", "", &P::pszSmoker), text("religion", "", &P::pszReligion),
                    text("like_to_meet", "", &P::pszLikeToMeet), text("policy", "", &P::pszPolicy),
-                   text("commentable", "", &P::pszCommentable),
-                   text("commentable2", "", &P::pszCommentable2)},
+                   text("commentable", "", &P::pszCommentable, Style::flag),
+                   text("commentable2", "", &P::pszCommentable2, Style::flag)},
                "");
     add_lifted(f, &S::pstStatus,
                Fields<St>{text("status", "Status", &St::pszStatus),
@@ -328,7 +329,7 @@ View comments_view(const xml_comment_retrieve &r) {
       text("commenter_id", "", &C::pszCommenterID),
       text("commenter_name", "", &C::pszCommenterName),
       text("commenter_photo_url", "", &C::pszCommenterPhotoURL),
-      text("recommend", "", &C::pszRecommend),
+      text("recommend", "", &C::pszRecommend, Style::flag),
       text("content", "Comment", &C::pszContent),
   };
   return list_view(Layout::table, paging(&r), list_of<C>("comments", r.pstComment, rows(fields)),
@@ -339,7 +340,7 @@ View comment_post_view(const xml_comment_post &r) {
   using C = xml_comment_post_comment;
   static const Fields<C> fields = {text("id", "Comment", &C::pszID),
                                    text("target_id", "On", &C::pszTargetID),
-                                   text("result", "Result", &C::pszResult)};
+                                   text("result", "Result", &C::pszResult, Style::flag)};
   return list_view(Layout::table, {}, list_of<C>("comments", r.pstComment, rows(fields)),
                       "The gateway confirmed no comment.");
 }
@@ -352,13 +353,13 @@ View albums_view(const xml_photo_album_get &r) {
       text("id", "ID", &A::pszID),
       text("sp", "", &A::pszSP),
       text("name", "Name", &A::pszName),
-      text("photos_count", "Photos", &A::pszPhotosCount),
-      text("visible", "Visible", &A::pszVisible),
+      text("photos_count", "Photos", &A::pszPhotosCount, Style::number),
+      text("visible", "Visible", &A::pszVisible, Style::flag),
       text("place", "Place", &A::pszPlace),
       text("creator_id", "", &A::pszCreatorID),
       text("description", "Description", &A::pszDescription),
       text("cover_photo_url", "", &A::pszCoverPhotoURL),
-      text("profile_photos", "", &A::pszProfilePhotos),
+      text("profile_photos", "", &A::pszProfilePhotos, Style::flag),
   };
   return list_view(Layout::table, paging(&r), list_of<A>("albums", r.pstAlbum, rows(fields)),
                       "No albums.");
@@ -441,7 +442,7 @@ Node message_node(const Message &m) {
 
 Node thread_node(const Thread &t) {
   static const Fields<Thread> fields = {text("id", "", &Thread::pszID),
-                                        text("unread", "", &Thread::pszUnread),
+                                        text("unread", "", &Thread::pszUnread, Style::number),
                                         text("folder", "", &Thread::pszFolder)};
   std::string title = joined("Thread", t.pszID);
   if (t.pszFolder != nullptr) title += std::string(" in ") + t.pszFolder;

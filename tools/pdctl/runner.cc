@@ -3,9 +3,11 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <deque>
+#include <map>
 #include <mutex>
 
 #include "release.h"
+#include "sns-tiface/sns_nt_failure.h"
 
 namespace pdctl {
 namespace {
@@ -53,6 +55,18 @@ void on_notification(pd_notification *notification) {
   if (notification != nullptr) g_mailbox.post(notification);
 }
 
+// The transport's reasons for exchanges without an answer, by request id.
+// The transport tells one just before the plug-in hears of the exchange.
+std::mutex g_failures_mutex;
+std::map<uint32_t, TransportFailure> g_failures;
+
+void on_failure(uint32_t request_id, int cause, const char *detail, void *) {
+  std::lock_guard<std::mutex> lock(g_failures_mutex);
+  g_failures[request_id] = {cause, detail != nullptr ? detail : ""};
+}
+
+using SetFailure = void (*)(sns_nt_failure_cb, void *);
+
 }  // namespace
 
 bool is_record(intptr_t result) {
@@ -77,6 +91,8 @@ Answer run_request(const Plugin &plugin, uint32_t code, void *params,
   plugin.pd_setattr(handle, PD_ATTR_ENGINE_CB, PD_ATTR_ENGINE_CB,
                     reinterpret_cast<void *>(&on_notification));
   if (progress != nullptr) progress->attach();
+  auto set_failure = transport_extension<SetFailure>("sns_nt_set_failure_cb");
+  if (set_failure != nullptr) set_failure(on_failure, nullptr);
 
   Answer answer;
   if (plugin.pd_sendreq(handle, code, params, nullptr) == PD_OK) {
@@ -86,6 +102,12 @@ Answer run_request(const Plugin &plugin, uint32_t code, void *params,
   // After this no callback runs: what arrives late, or more than once, is
   // released here.
   plugin.pd_finalize(handle);
+  if (set_failure != nullptr) set_failure(nullptr, nullptr);
+  if (answer.notification != nullptr && answer.notification->uHttpStatus == 0) {
+    std::lock_guard<std::mutex> lock(g_failures_mutex);
+    if (auto found = g_failures.find(answer.notification->uReqId); found != g_failures.end())
+      answer.failure = found->second;
+  }
   if (progress != nullptr) {
     progress->detach();
     progress->finish();

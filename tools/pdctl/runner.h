@@ -6,11 +6,20 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
+#include <string>
 
 #include "plugin.h"
 #include "progress.h"
 
 namespace pdctl {
+
+// Why the transport got no answer, as our transport tells it (see
+// sns_nt_failure.h); the platform's transport does not.
+struct TransportFailure {
+  int cause = 0;  // enum sns_nt_failure
+  std::string detail;
+};
 
 struct Answer {
   enum class Kind {
@@ -22,6 +31,8 @@ struct Answer {
   // The caller's once returned: it frees the record with the plug-in's
   // release operations and the notification itself with free().
   pd_notification *notification = nullptr;
+  // For a notification without an answer (HTTP status 0), when known.
+  std::optional<TransportFailure> failure;
 };
 
 // `params` is the engine's parameter block for `code`. `progress`, when

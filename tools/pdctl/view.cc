@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 namespace pdctl {
 namespace {
@@ -17,20 +18,30 @@ std::string one_line(std::string text) {
   return text;
 }
 
-// Seconds since the epoch as a local date and time; anything that is not a
-// plain count of seconds is shown as it stands.
-std::string local_time(const std::string &text) {
-  if (text.empty() || text.size() > 18 || text.find_first_not_of("0123456789") != std::string::npos)
-    return text;
+// A whole number that fits 64 bits, with a minus sign when `sign` allows
+// one; nothing for any other text.
+std::optional<int64_t> whole_number(const std::string &text, bool sign) {
+  size_t digits = sign && !text.empty() && text[0] == '-' ? 1 : 0;
+  if (text.size() == digits || text.find_first_not_of("0123456789", digits) != std::string::npos)
+    return std::nullopt;
   errno = 0;
-  long long seconds = std::strtoll(text.c_str(), nullptr, 10);
-  std::time_t time = static_cast<std::time_t>(seconds);
+  long long value = std::strtoll(text.c_str(), nullptr, 10);
+  if (errno == ERANGE) return std::nullopt;
+  return value;
+}
+
+// Seconds since the epoch in `format`, local or UTC; anything that is not a
+// plain count of seconds, or lies past the year 9999, gives nothing.
+std::optional<std::string> format_time(const std::string &text, const char *format, bool utc) {
+  std::optional<int64_t> seconds = whole_number(text, false);
+  if (!seconds) return std::nullopt;
+  std::time_t time = static_cast<std::time_t>(*seconds);
   std::tm parts{};
   char buffer[64];
-  if (errno != 0 || localtime_r(&time, &parts) == nullptr ||
-      std::strftime(buffer, sizeof buffer, "%Y-%m-%d %H:%M", &parts) == 0)
-    return text;
-  return buffer;
+  if ((utc ? gmtime_r(&time, &parts) : localtime_r(&time, &parts)) == nullptr ||
+      parts.tm_year > 9999 - 1900 || std::strftime(buffer, sizeof buffer, format, &parts) == 0)
+    return std::nullopt;
+  return std::string(buffer);
 }
 
 // Characters a terminal shows for a UTF-8 text: continuation bytes take no
@@ -103,15 +114,29 @@ void render_node(const Node &node, size_t indent, std::ostream &out) {
       for (const Node &child : list.nodes) render_node(child, indent + 2, out);
 }
 
-Json json_value(const Value &value) {
-  if (const auto *text = std::get_if<std::string>(&value)) return *text;
+Json json_value(const Value &value, Style style) {
   if (const auto *number = std::get_if<int64_t>(&value)) return *number;
-  return nullptr;
+  const auto *text = std::get_if<std::string>(&value);
+  if (text == nullptr) return nullptr;
+  if (style == Style::number) {
+    if (std::optional<int64_t> number = whole_number(*text, true)) return *number;
+  } else if (style == Style::flag) {
+    if (*text == "true" || *text == "false") return *text == "true";
+  }
+  return *text;
 }
 
 void add_cells(Json &object, const std::vector<Cell> &cells) {
-  for (const Cell &cell : cells)
-    if (!cell.key.empty()) object[cell.key] = json_value(cell.value);
+  for (const Cell &cell : cells) {
+    if (cell.key.empty()) continue;
+    object[cell.key] = json_value(cell.value, cell.style);
+    if (cell.style == Style::time) {
+      const auto *text = std::get_if<std::string>(&cell.value);
+      std::optional<std::string> iso;
+      if (text != nullptr) iso = format_time(*text, "%Y-%m-%dT%H:%M:%SZ", true);
+      object[cell.key + "_iso"] = iso ? Json(*iso) : Json(nullptr);
+    }
+  }
 }
 
 Json json_node(const Node &node);
@@ -141,7 +166,9 @@ std::string display_text(const Cell &cell) {
   if (const auto *number = std::get_if<int64_t>(&cell.value)) return std::to_string(*number);
   const auto *text = std::get_if<std::string>(&cell.value);
   if (text == nullptr) return {};
-  return one_line(cell.style == Style::time ? local_time(*text) : *text);
+  if (cell.style == Style::time)
+    return one_line(format_time(*text, "%Y-%m-%d %H:%M", false).value_or(*text));
+  return one_line(*text);
 }
 
 void render_text(const View &view, std::ostream &out) {

@@ -18,9 +18,13 @@ namespace pdctl {
 // A cell's value: absent, a text, or a number.
 using Value = std::variant<std::monostate, std::string, int64_t>;
 
+// What a text of the gateway stands for. Replies carry every value as text;
+// tables show them so, JSON types them (see render_json).
 enum class Style {
   text,
-  time,  // seconds since the epoch as text: shown as a local date and time
+  time,    // seconds since the epoch: a local date and time in tables
+  number,  // a count or a quantity
+  flag,    // "true" or "false"
 };
 
 struct Cell {
@@ -62,6 +66,11 @@ struct View {
 std::string display_text(const Cell &cell);
 
 void render_text(const View &view, std::ostream &out);
+// One rule for every record: a number is a JSON number and a flag true or
+// false, an absent value null; a time is the gateway's text of seconds
+// since the epoch under its own name and, under the name with "_iso", the
+// same moment in ISO 8601 (UTC). A value that does not read as its kind
+// stays the gateway's text (a time's "_iso" is then null), so nothing is lost.
 void render_json(const View &view, std::ostream &out);
 
 // Describes one field of a record type R: where its value comes from and
