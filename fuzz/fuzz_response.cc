@@ -7,10 +7,11 @@
 // was given and no record where none is due. Every record is released as an
 // engine releases it; LeakSanitizer sees whatever is left behind.
 //
-// An input is a sequence of responses, each: a code byte (255: the largest
-// code there is), a status byte (below 128: 200, else one of a few others), a
-// flags byte (bit 0: no body; bit 1: no upload record for code 9; bits 2-4:
-// the file a new upload record names), and the body up to the next NUL.
+// An input is a sequence of up to 16 responses, each: a code byte (255: the
+// largest code there is), a status byte (below 128: 200, else one of a few
+// others), a flags byte (bit 0: no body; bit 1: no upload record for code 9;
+// bits 2-4: the file a new upload record names), and the body up to the next
+// NUL.
 #include <unistd.h>
 
 #include <cstdint>
@@ -29,8 +30,10 @@
 
 namespace {
 
-// Inputs beyond this add no new shapes, only time.
-constexpr size_t kMaxInput = 16384;
+// Inputs beyond these add no new shapes, only time: every chunk sent reads,
+// copies and records 64 KiB.
+constexpr size_t kMaxInput = 8192;
+constexpr uint32_t kMaxResponses = 16;
 
 constexpr uint32_t kStatuses[] = {0, 199, 201, 204, 302, 404, 500, UINT32_MAX};
 
@@ -102,7 +105,7 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
     std::filesystem::remove_all(dir, ignored);
   });
   for (size_t size : {size_t{0}, size_t{1}, size_t{PD_UPLOAD_CHUNK_SIZE}, size_t{PD_UPLOAD_CHUNK_SIZE + 1},
-                      size_t{200000}}) {
+                      size_t{2 * PD_UPLOAD_CHUNK_SIZE + 1}}) {
     std::string path = dir + "/" + std::to_string(size) + ".jpg";
     std::ofstream(path, std::ios::binary) << std::string(size, 'j');
     g_files.push_back(path);
@@ -116,7 +119,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   pd_inst *inst = open_instance();
   pd_upload_data *under_way = nullptr;  // the upload the gateway is answering
   Input in(data, size);
-  for (uint32_t id = 1; !in.done(); ++id) {
+  for (uint32_t id = 1; !in.done() && id <= kMaxResponses; ++id) {
     uint8_t code_byte = in.byte();
     uint8_t status_byte = in.byte();
     uint8_t flags = in.byte();

@@ -50,9 +50,9 @@ for file in $(cd $data && find replies wire/replies -name '*.xml' | sort); do
   fi
 done
 
-# Whole uploads of a 200,000-byte file (flags: file 4): the location, the
-# chunks accepted, the photo described or a gateway error at the end; and a
-# one-chunk file (file 0, empty) answered at once.
+# Whole uploads of a file of three chunks (flags: file 4): the location, the
+# chunks accepted, the photo described or a gateway error at the end; and an
+# empty file (file 0) in one chunk.
 upload() {
   local seed=$1 flags=$2; shift 2
   local first=1
@@ -62,8 +62,8 @@ upload() {
     byte 9; byte 0; byte "$flags"; cat "$data/replies/upload/$reply.xml"
   done >"$out/fuzz_response/$seed"
 }
-upload upload-whole 16 location photo-partial photo-partial photo-partial photo-done
-upload upload-error-at-the-end 16 location photo-partial photo-partial photo-partial error-session
+upload upload-whole 16 location photo-partial photo-partial photo-done
+upload upload-error-at-the-end 16 location photo-partial photo-partial error-session
 upload upload-empty-file 0 location photo-done
 upload upload-no-location 16 location-broken
 

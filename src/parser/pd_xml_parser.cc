@@ -123,7 +123,11 @@ constexpr std::array<ParserRow, kIndexCount> kParsers = [] {
 void ignore_xml_error(void *, xmlError *) {}
 
 // Parses like xmlReadMemory(text, length, no base, no encoding, options 0),
-// on a context of its own so that its error reports stay quiet.
+// on a context of its own so that its error reports stay quiet. A reply
+// that declares an encoding its bytes do not hold is reported without the
+// context, through the thread's handler: that one is quiet too for the
+// length of the parse, and then given back to whoever else uses libxml2 on
+// this thread.
 xmlDoc *read_reply(const char *text) {
   if (text == nullptr) return nullptr;
   size_t length = std::strlen(text);
@@ -131,7 +135,11 @@ xmlDoc *read_reply(const char *text) {
   xmlParserCtxt *context = xmlNewParserCtxt();
   if (context == nullptr) return nullptr;
   context->sax->serror = ignore_xml_error;
+  xmlStructuredErrorFunc thread_handler = xmlStructuredError;
+  void *thread_context = xmlStructuredErrorContext;
+  xmlSetStructuredErrorFunc(nullptr, ignore_xml_error);
   xmlDoc *doc = xmlCtxtReadMemory(context, text, static_cast<int>(length), nullptr, nullptr, 0);
+  xmlSetStructuredErrorFunc(thread_context, thread_handler);
   xmlFreeParserCtxt(context);
   return doc;
 }
