@@ -51,9 +51,11 @@ if [ "$fuzz_seconds" -gt 0 ] && [ -f fuzz/CMakeLists.txt ]; then
   cmake --build build/fuzz -j "$jobs"
   # Each run starts from the seeds of the golden files and the corpus kept in
   # fuzz/corpus/ (where the last long run ended); what it finds new goes to
-  # build/fuzz/corpus/, never into the repository.
+  # build/fuzz/corpus/, never into the repository, and so does a crashing
+  # input (build/fuzz/artifacts/).
   rm -rf build/fuzz/seeds
   fuzz/make-seeds.sh build/fuzz/seeds
+  mkdir -p build/fuzz/artifacts
   for target in build/fuzz/fuzz/fuzz_*; do
     [ -x "$target" ] || continue
     name=$(basename "$target")
@@ -63,7 +65,8 @@ if [ "$fuzz_seconds" -gt 0 ] && [ -f fuzz/CMakeLists.txt ]; then
     [ -d "$kept" ] || kept=
     echo "-- $name"
     LSAN_OPTIONS=suppressions=$PWD/tests/lsan.supp PD_PLUGIN_LOG=none \
-      "$target" -max_total_time="$fuzz_seconds" -print_final_stats=1 "$corpus" $kept \
+      "$target" -max_total_time="$fuzz_seconds" -print_final_stats=1 \
+      -artifact_prefix=build/fuzz/artifacts/"$name"- "$corpus" $kept \
       build/fuzz/seeds/"$name" 2>&1 |
       grep -E '^(stat::number_of_executed_units|stat::peak_rss_mb|==|SUMMARY|INFO: Running)' || true
     test "${PIPESTATUS[0]}" -eq 0
