@@ -1,8 +1,26 @@
 #!/usr/bin/env bash
 # Installs every Debian 12 package the project needs to build, test, fuzz,
-# benchmark and run its demonstration. Idempotent: packages already present
-# are left alone, so a second run costs one dpkg query.
+# benchmark, package and run its demonstration. Idempotent: packages already
+# present are left alone, so a second run costs one dpkg query.
+#
+#   scripts/bootstrap.sh --arch armhf
+#
+# also readies the device's architecture: the ARM emulator, registered with
+# the kernel, and the armhf build root (scripts/armhf-root.sh), whose
+# packages are the Build-Depends of debian/control.
 set -euo pipefail
+
+arch=
+case "${1:-}" in
+  "") ;;
+  --arch)
+    arch=${2:-}
+    if [ "$arch" != armhf ]; then
+      echo "bootstrap: unknown architecture '${arch}' (known: armhf)" >&2
+      exit 2
+    fi ;;
+  *) echo "usage: $0 [--arch armhf]" >&2; exit 2 ;;
+esac
 
 packages=(
   # toolchain
@@ -10,7 +28,7 @@ packages=(
   # the plug-in
   libxml2-dev libgconf2-dev gconf2 dbus
   # the host transport, the simulator, the command-line tool
-  libcurl4-openssl-dev libssl-dev openssl libcpp-httplib-dev libcli11-dev nlohmann-json3-dev
+  libcurl4-openssl-dev libssl-dev openssl libmicrohttpd-dev libgnutls28-dev libcli11-dev nlohmann-json3-dev
   # tests and benchmarks (pdctl's JSON against its schema, the manual pages
   # read with man -l)
   libgtest-dev libgmock-dev libbenchmark-dev python3-jsonschema man-db
@@ -20,7 +38,13 @@ packages=(
   libjpeg-turbo-progs
   # scripts
   curl ca-certificates procps
+  # the pinned ABI, Debian packages
+  abigail-tools dpkg-dev debhelper lintian file
 )
+if [ "$arch" = armhf ]; then
+  # User-mode emulation of 32-bit ARM, and the tool that lays out the build root.
+  packages+=(qemu-user-static debootstrap util-linux)
+fi
 
 missing=()
 for p in "${packages[@]}"; do
@@ -29,7 +53,14 @@ for p in "${packages[@]}"; do
   fi
 done
 
+ready_armhf() {
+  if [ "$arch" = armhf ]; then
+    exec "$(dirname "$0")/armhf-root.sh" setup
+  fi
+}
+
 if [ "${#missing[@]}" -eq 0 ]; then
+  ready_armhf
   exit 0
 fi
 
@@ -66,3 +97,4 @@ if ! install_missing "${missing[@]}"; then
   update_lists || true
   install_missing "${missing[@]}"
 fi
+ready_armhf

@@ -2,15 +2,29 @@
 # The project's test command: installs what is missing, then builds and runs
 # every test three times (a normal build with warnings as errors, an
 # AddressSanitizer + UndefinedBehaviorSanitizer build and a ThreadSanitizer
-# build), runs each fuzz target for a bounded time, and checks that the
-# benchmarks build.
+# build), builds and lints the amd64 Debian packages, runs each fuzz target
+# for a bounded time, and checks that the benchmarks build.
+#
+#   scripts/test.sh --arch armhf
+#
+# is the device's stage instead: the armhf cross build with warnings as
+# errors, every test under qemu-arm, and the armhf Debian packages.
 #
 #   PD_FUZZ_SECONDS   seconds per fuzz target (default 60; 0 skips fuzzing)
 #   PD_JOBS           parallel jobs (default: the number of cores)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/bootstrap.sh
+arch=
+case "${1:-}" in
+  "") ;;
+  --arch)
+    arch=${2:-}
+    [ "$arch" = armhf ] || { echo "test.sh: unknown architecture '${arch}' (known: armhf)" >&2; exit 2; } ;;
+  *) echo "usage: $0 [--arch armhf]" >&2; exit 2 ;;
+esac
+
+scripts/bootstrap.sh ${arch:+--arch "$arch"}
 jobs=${PD_JOBS:-$(nproc)}
 fuzz_seconds=${PD_FUZZ_SECONDS:-60}
 
@@ -32,8 +46,32 @@ run_build() {
   ctest --test-dir "$dir" -j "$jobs" --output-on-failure --timeout 300
 }
 
+if [ "$arch" = armhf ]; then
+  # Built and run in the armhf build root (scripts/armhf-root.sh): the
+  # tests through the emulator that the toolchain file names, the programs
+  # they start through binfmt_misc, the D-Bus and GConf daemons native.
+  in_root() { scripts/armhf-root.sh run "$@"; }
+  step "armhf cross build"
+  in_root cmake -S . -B build/armhf -DCMAKE_TOOLCHAIN_FILE=cmake/armhf-linux-gnueabihf.cmake \
+    -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPD_WERROR=ON "${launcher[@]}" >/dev/null
+  in_root cmake --build build/armhf -j "$jobs"
+  if ! file -b build/armhf/src/libpd-plugin.so | grep -q '^ELF 32-bit LSB shared object, ARM'; then
+    echo "build/armhf/src/libpd-plugin.so is not a 32-bit ARM library: $(file -b build/armhf/src/libpd-plugin.so)" >&2
+    exit 1
+  fi
+  step "every test under qemu-arm"
+  in_root ctest --test-dir build/armhf -j "$jobs" --output-on-failure --timeout 300
+  step "armhf Debian packages"
+  scripts/build-packages.sh --arch armhf
+  step "all armhf tests passed"
+  exit 0
+fi
+
 step "normal build and tests"
 run_build build/release -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPD_BUILD_BENCH=ON
+
+step "amd64 Debian packages"
+scripts/build-packages.sh
 
 step "AddressSanitizer + UndefinedBehaviorSanitizer build and tests"
 run_build build/sanitize -DCMAKE_BUILD_TYPE=Debug -DPD_SANITIZE=ON

@@ -4,7 +4,8 @@
 set -u
 library=$1
 list=$2
-defined=$(nm -D --defined-only "$library" | awk '{print $3}')
+nm=${3:-nm}
+defined=$("$nm" -D --defined-only "$library" | awk '{print $3}')
 status=0
 for name in $(grep -v '^#' "$list"); do
   if ! printf '%s\n' "$defined" | grep -qx "$name"; then

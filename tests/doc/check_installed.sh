@@ -3,8 +3,8 @@
 # man -l without a formatting warning and naming every option and command
 # that the programs' --help lists (so pages and programs cannot drift apart),
 # and the README's example engine, built against the prefix through
-# pkg-config, which starts with the prefix's lib/ on its library path or in
-# its rpath and not without.
+# pkg-config, which starts with the plug-in's folder (pd-plugin.pc's
+# plugindir) on its library path or in its rpath and not without.
 #   check_installed.sh BUILD_DIR SOURCE_DIR PDCTL GATEWAY_SIM C_COMPILER [FLAGS...]
 set -u
 build=$1
@@ -59,9 +59,9 @@ done
 
 # The example engine: nothing listens where the transport is sent, so a login
 # gets no answer, which the engine reports once the whole path has run.
-libdir=$(dirname "$(find "$prefix" -name pd-plugin.pc | head -n 1)")
-libdir=${libdir%/pkgconfig}
-flags=$(PKG_CONFIG_PATH=$libdir/pkgconfig pkg-config --cflags --libs pd-plugin)
+pcdir=$(dirname "$(find "$prefix" -name pd-plugin.pc | head -n 1)")
+libdir=$(PKG_CONFIG_PATH=$pcdir pkg-config --variable=plugindir pd-plugin)
+flags=$(PKG_CONFIG_PATH=$pcdir pkg-config --cflags --libs pd-plugin)
 "$compiler" "$@" "$source/doc/engine.c" -o "$prefix/engine" $flags || fail "doc/engine.c does not build"
 "$compiler" "$@" "$source/doc/engine.c" -o "$prefix/engine-rpath" $flags -Wl,-rpath,"$libdir" ||
   fail "doc/engine.c does not build with an rpath"

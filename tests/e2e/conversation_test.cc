@@ -34,13 +34,17 @@ class Conversation : public EndToEnd {
     EXPECT_TRUE(matches_golden(std::string("e2e/tour/") + s.name + ".dump", describe(done, masks_)));
     // Every request took one id, and the answer to the last is delivered.
     EXPECT_EQ(done.iMarker, -1);
-    EXPECT_EQ(done.uReqId, after.size());
+    EXPECT_EQ(done.uReqId, ids_before_ + after.size());
     EXPECT_EQ(done.uReserved, 0u);
     // The transport hands back the caller word the engine keeps in its
     // instance.
     EXPECT_EQ(done.uPassThrough, reinterpret_cast<uintptr_t>(&engine_));
     return done;
   }
+
+  void tour_against_golden_files();
+
+  size_t ids_before_ = 0;  // request ids taken before this simulator started
 };
 
 // Every served request once, the upload with a picture of two chunks.
@@ -71,18 +75,23 @@ std::vector<Step> tour(const std::string &picture_path) {
   };
 }
 
-TEST_F(Conversation, EveryServedRequestAndWhatItChanges) {
-  start();
+// The whole tour, with the stored picture read back; the notifications and
+// the requests as the golden files show them.
+void Conversation::tour_against_golden_files() {
   std::string picture = photo("harbour.jpg", 100000);  // two chunks, the last partial
-  std::string picture_path = path_of("harbour.jpg");
-  const std::vector<Step> steps = tour(picture_path);
-  for (const Step &s : steps) {
+  std::string picture_path = path_of("harbour.jpg");  // the steps point into it
+  for (const Step &s : tour(picture_path)) {
     pd_notification done = step(s);
     if (s.code == PD_REQ_UPLOAD_PHOTO && done.iResult > 0) {
       const char *id = reinterpret_cast<const xml_photo *>(done.iResult)->pszID;
       EXPECT_EQ(sim_.fetch(std::string("/media/") + id), picture) << "the stored picture differs";
     }
   }
+}
+
+TEST_F(Conversation, EveryServedRequestAndWhatItChanges) {
+  start();
+  tour_against_golden_files();
 
   // The keys went with the logout; nothing more leaves the plug-in.
   EXPECT_EQ(stored(PD_SETTING_SESSION_KEY), "");
@@ -91,6 +100,16 @@ TEST_F(Conversation, EveryServedRequestAndWhatItChanges) {
   for (uint32_t code : {PD_REQ_FRIENDS, PD_REQ_ALBUM_LIST, PD_REQ_LOGOUT})
     EXPECT_EQ(engine_.send(code, static_cast<void *>(nullptr)), PD_ERR_INVALID) << code;
   EXPECT_EQ(requests().size(), sent);
+
+  // The recorded tour, replayed by a simulator that knows nothing but the
+  // records, tells the engine the same, and every record is used once.
+  std::string recorded = dir_ + "/recorded";
+  std::filesystem::copy(sim_.trace_dir(), recorded);
+  ids_before_ = requests().size();
+  restart({"--replay", recorded});
+  tour_against_golden_files();
+  EXPECT_EQ(sim_.counter("replay_unmatched"), 0);
+  EXPECT_EQ(sim_.counter("replay_unused"), 0);
 }
 
 // Whoever reads the plug-in's log finds every line under one of its source

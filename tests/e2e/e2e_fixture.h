@@ -60,6 +60,17 @@ class EndToEnd : public ::testing::Test {
     open();
   }
 
+  // Another simulator in place of the first (which must end cleanly), with
+  // a plug-in instance pointed at it.
+  void restart(const std::vector<std::string> &switches) {
+    engine_.close();
+    ASSERT_EQ(sim_.stop(), 0) << "gateway-sim did not end cleanly";
+    std::string error;
+    ASSERT_TRUE(sim_.start(switches, &error)) << error;
+    sim_.export_environment();
+    open();
+  }
+
   // A plug-in instance made now reads the transport's environment now.
   void open() { ASSERT_TRUE(engine_.open()); }
   void reopen() {

@@ -5,6 +5,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <cstdint>
+
 #include "e2e_fixture.h"
 #include "support/golden.h"
 
@@ -31,44 +34,61 @@ class Faults : public EndToEnd {
   }
 };
 
-struct WireFault {
-  const char *name;
-  std::vector<std::string> switches;
-  Environment environment;
-  uint32_t status;  // of the friends request's notification
+// What one fault set through the control port does to the friends list: the
+// notification's status and result (kFriendsList: the list as the tour
+// shows it), and at least how long it took.
+constexpr intptr_t kFriendsList = 1;
+struct ControlFault {
+  const char *fields;
+  Environment environment;  // for a plug-in instance of its own
+  uint32_t status;
+  intptr_t result;
+  int at_least_ms = 0;
 };
 
-void PrintTo(const WireFault &fault, std::ostream *out) { *out << fault.name; }
+const ControlFault kControlFaults[] = {
+    {"status=503", {}, 503, 0},
+    {"envelope=4/1102", {}, 200, -1102},
+    {"envelope=3", {}, 200, -30},
+    {"envelope=99999999999/0&context=too+big", {}, 200, INT32_MIN},
+    // Half a document is no document: the reply parses into nothing.
+    {"malformed", {}, 200, 0},
+    {"drop", {}, 0, 0},
+    {"truncate=40", {}, 0, 0},
+    {"reset=40", {}, 0, 0},
+    {"delay=300", {}, 200, kFriendsList, 300},
+    {"delay=1000", {{"SNS_NT_TIMEOUT_MS", "300"}}, 0, 0},
+    {"throttle=20000", {}, 200, kFriendsList},
+    {"slice=97", {}, 200, kFriendsList},
+    // The end of the answer is its close.
+    {"slow-close=300", {}, 200, kFriendsList, 300},
+    {"pad=3000000", {}, 200, kFriendsList},
+    {"pad=2000000", {{"SNS_NT_MAX_REPLY_BYTES", "1000000"}}, 0, 0},
+};
 
-class WireFaults : public Faults, public ::testing::WithParamInterface<WireFault> {};
-
-TEST_P(WireFaults, OneNotificationWithoutARecordAndTheNextRequestServed) {
-  const WireFault &fault = GetParam();
-  std::vector<std::string> switches = fault.switches;
-  switches.insert(switches.end(), {"--fault-path", kFriendsPath});
-  start(switches, fault.environment);
+// One simulator for every fault, each set on the friends path through the
+// control port and cleared after: one notification each, and a request on
+// another path is served meanwhile.
+TEST_F(Faults, EachFaultOfTheControlPortEndsInOneNotification) {
+  start();
   login();
-  expect_no_record(exchange(PD_REQ_FRIENDS, static_cast<void *>(nullptr)), PD_REQ_FRIENDS, fault.status);
-  expect_albums();
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Switches, WireFaults,
-    ::testing::Values(
-        WireFault{"Status503", {"--status", "503"}, {}, 503},
-        // Half a document is no document: the reply parses into nothing.
-        WireFault{"Malformed", {"--malformed"}, {}, 200},
-        WireFault{"Dropped", {"--drop"}, {}, 0},
-        WireFault{"SlowerThanTheTimeout", {"--delay-ms", "2500"}, {{"SNS_NT_TIMEOUT_MS", "1000"}}, 0},
-        WireFault{"LongerThanTheReplyLimit", {"--pad-bytes", "2000000"},
-                  {{"SNS_NT_MAX_REPLY_BYTES", "1000000"}}, 0}),
-    [](const auto &info) { return std::string(info.param.name); });
-
-// Megabytes of reply within the transport's limit parse as a short one.
-TEST_F(Faults, AHugeReplyWithinTheLimitParsesWhole) {
-  start({"--pad-bytes", "3000000", "--fault-path", kFriendsPath});
-  login();
-  expect_friends();
+  for (const ControlFault &fault : kControlFaults) {
+    SCOPED_TRACE(fault.fields);
+    for (const auto &[name, value] : fault.environment) setenv(name, value.c_str(), 1);
+    if (!fault.environment.empty()) reopen();
+    ASSERT_TRUE(sim_.fault(std::string("path=") + kFriendsPath + "&" + fault.fields));
+    auto begun = std::chrono::steady_clock::now();
+    pd_notification friends = exchange(PD_REQ_FRIENDS, static_cast<void *>(nullptr));
+    EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(fault.at_least_ms));
+    if (fault.result == kFriendsList)
+      EXPECT_TRUE(matches_golden("e2e/tour/02-friends.dump", describe(friends, masks_)));
+    else
+      EXPECT_EQ(std::make_pair(friends.uHttpStatus, friends.iResult), std::make_pair(fault.status, fault.result));
+    expect_albums();
+    ASSERT_TRUE(sim_.clear_faults());
+    for (const auto &[name, value] : fault.environment) unsetenv(name);
+    if (!fault.environment.empty()) reopen();
+  }
 }
 
 // A fault limited to one path leaves the others alone, and the requests

@@ -415,7 +415,16 @@ TEST_F(PdctlTest, GatewayKilledMidRequest) {
   start({"--delay-ms", "5000", "--fault-path", "/palisade/friend/grouping"});
   Result run;
   std::thread request([&run] { run = pdctl({"friends"}); });
-  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  // Killed once the request has arrived (it is recorded before the delay),
+  // however long pdctl takes to start (under emulation, seconds).
+  auto arrived = [this] {
+    std::vector<RecordedRequest> requests;
+    std::string error;
+    return sim_.requests(&requests, &error) && !requests.empty() &&
+           requests.back().path == "/palisade/friend/grouping";
+  };
+  for (int waited = 0; !arrived() && waited < 30000; waited += 20)
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
   sim_.kill_now();
   request.join();
   EXPECT_EQ(run.status, 3);

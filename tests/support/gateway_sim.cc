@@ -13,6 +13,8 @@
 #include <sstream>
 #include <thread>
 
+#include "trace.h"
+
 namespace pd_test {
 namespace {
 
@@ -50,46 +52,6 @@ const std::string *RecordedRequest::header(std::string_view name) const {
   return nullptr;
 }
 
-bool parse_record(const std::string &bytes, std::vector<RecordedRequest> *requests,
-                  std::string *error) {
-  size_t at = 0;
-  auto line = [&](std::string *out) {
-    size_t end = bytes.find('\n', at);
-    if (end == std::string::npos) return false;
-    *out = bytes.substr(at, end - at);
-    at = end + 1;
-    return true;
-  };
-  while (at < bytes.size()) {
-    RecordedRequest request;
-    std::string text;
-    unsigned long number = 0;
-    if (!line(&text)) return *error = "unterminated request line", false;
-    std::istringstream first(text);
-    std::string word;
-    first >> word >> number >> request.method >> request.path >> request.scheme;
-    if (word != "REQUEST" || request.scheme.empty()) return *error = "bad request line: " + text, false;
-    size_t length = std::string::npos;
-    while (line(&text) && !text.empty()) {
-      size_t colon = text.find(": ");
-      if (colon == std::string::npos) return *error = "bad header line: " + text, false;
-      std::string name = text.substr(0, colon), value = text.substr(colon + 2);
-      if (name == "Body-Length")
-        length = std::stoul(value);
-      else if (name == "Peer")
-        request.peer = value;
-      else
-        request.headers.emplace_back(name, value);
-    }
-    if (length == std::string::npos || at + length + 1 > bytes.size() || bytes[at + length] != '\n')
-      return *error = "body of request " + std::to_string(number) + " is cut", false;
-    request.body = bytes.substr(at, length);
-    at += length + 1;
-    requests->push_back(std::move(request));
-  }
-  return true;
-}
-
 GatewaySim::~GatewaySim() { stop(); }
 
 bool GatewaySim::start(const std::vector<std::string> &switches, std::string *error,
@@ -104,7 +66,7 @@ bool GatewaySim::start(const std::vector<std::string> &switches, std::string *er
                                    "--cert",        certs + "/server.pem", "--key",
                                    certs + "/server.key", "--seed", PD_GATEWAY_SIM_SEED,
                                    "--ready-file",  dir_ + "/ready"};
-  if (record) args.insert(args.end(), {"--record", dir_ + "/record"});
+  if (record) args.insert(args.end(), {"--record", trace_dir()});
   args.insert(args.end(), switches.begin(), switches.end());
   std::vector<char *> argv;
   for (std::string &arg : args) argv.push_back(arg.data());
@@ -128,7 +90,8 @@ bool GatewaySim::start(const std::vector<std::string> &switches, std::string *er
       std::string ports = read_file(dir_ + "/ready");
       http_port_ = port_in(ports, "http_port");
       https_port_ = port_in(ports, "https_port");
-      if (http_port_ > 0 && https_port_ > 0) return true;
+      control_port_ = port_in(ports, "control_port");
+      if (http_port_ > 0 && https_port_ > 0 && control_port_ > 0) return true;
       return *error = "ready file without ports: " + ports, false;
     }
     int status = 0;
@@ -187,20 +150,39 @@ std::string GatewaySim::gateway_url(std::string_view path) {
 
 bool GatewaySim::requests(std::vector<RecordedRequest> *requests, std::string *error) const {
   if (dir_.empty()) return *error = "gateway-sim is not running", false;
-  return parse_record(read_file(dir_ + "/record"), requests, error);
+  std::vector<gateway_sim::TraceExchange> exchanges;
+  if (std::filesystem::exists(trace_dir()) && !gateway_sim::read_trace(trace_dir(), &exchanges, error))
+    return false;
+  for (gateway_sim::TraceExchange &exchange : exchanges) {
+    RecordedRequest request{exchange.method(), exchange.path(), exchange.scheme, exchange.peer, {},
+                            std::move(exchange.request.body)};
+    for (const char *name : {"Host", "Content-Type", "Content-Range", "Expect", "Transfer-Encoding"})
+      if (const std::string *value = exchange.request.header(name)) request.headers.emplace_back(name, *value);
+    requests->push_back(std::move(request));
+  }
+  return true;
 }
 
-}  // namespace pd_test
-
-namespace pd_test {
-
-std::optional<std::string> GatewaySim::fetch(const std::string &path) const {
+long http_request(const std::string &method, const std::string &url, const std::string &body,
+                  std::string *answer, const HttpOptions &options) {
   CURL *easy = curl_easy_init();
-  if (easy == nullptr) return std::nullopt;
-  std::string url = "http://127.0.0.1:" + std::to_string(http_port_) + path, body;
+  if (easy == nullptr) return 0;
+  curl_slist *headers = nullptr;
+  for (const std::string &header : options.headers) headers = curl_slist_append(headers, header.c_str());
+  curl_slist *connect_to =
+      options.connect_to.empty() ? nullptr : curl_slist_append(nullptr, options.connect_to.c_str());
   curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
   curl_easy_setopt(easy, CURLOPT_PROXY, "");
-  curl_easy_setopt(easy, CURLOPT_WRITEDATA, &body);
+  curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, method.c_str());
+  curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headers);
+  curl_easy_setopt(easy, CURLOPT_CONNECT_TO, connect_to);
+  if (!options.ca_file.empty()) curl_easy_setopt(easy, CURLOPT_CAINFO, options.ca_file.c_str());
+  if (method != "GET") {
+    curl_easy_setopt(easy, CURLOPT_POSTFIELDS, body.data());
+    curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
+  }
+  curl_easy_setopt(easy, CURLOPT_TIMEOUT, 60L);
+  curl_easy_setopt(easy, CURLOPT_WRITEDATA, answer);
   curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, +[](char *bytes, size_t size, size_t count, void *out) {
     static_cast<std::string *>(out)->append(bytes, size * count);
     return size * count;
@@ -209,8 +191,40 @@ std::optional<std::string> GatewaySim::fetch(const std::string &path) const {
   CURLcode result = curl_easy_perform(easy);
   curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
   curl_easy_cleanup(easy);
-  if (result != CURLE_OK || status != 200) return std::nullopt;
+  curl_slist_free_all(headers);
+  curl_slist_free_all(connect_to);
+  return result == CURLE_OK ? status : 0;
+}
+
+std::optional<std::string> GatewaySim::fetch(const std::string &path) const {
+  std::string body;
+  if (http_request("GET", "http://127.0.0.1:" + std::to_string(http_port_) + path, "", &body) != 200)
+    return std::nullopt;
   return body;
+}
+
+int GatewaySim::control(const std::string &method, const std::string &path, const std::string &body,
+                        std::string *answer) const {
+  std::string ignored;
+  return static_cast<int>(http_request(method, "http://127.0.0.1:" + std::to_string(control_port_) + path,
+                                       body, answer != nullptr ? answer : &ignored));
+}
+
+bool GatewaySim::fault(const std::string &fields, std::string *error) const {
+  std::string answer;
+  if (control("POST", "/faults", fields, &answer) == 200) return true;
+  if (error != nullptr) *error = answer;
+  return false;
+}
+
+bool GatewaySim::clear_faults() const { return control("DELETE", "/faults") == 200; }
+
+long long GatewaySim::counter(const std::string &name) const {
+  std::string text;
+  if (control("GET", "/status", "", &text) != 200) return -1;
+  size_t at = text.find(name + "=");
+  while (at != std::string::npos && at != 0 && text[at - 1] != '\n') at = text.find(name + "=", at + 1);
+  return at == std::string::npos ? -1 : std::atoll(text.c_str() + at + name.size() + 1);
 }
 
 }  // namespace pd_test

@@ -1,6 +1,7 @@
 // Runs gateway-sim for a test or a benchmark: on free loopback ports, with
-// the build's throw-away certificate, recording every request it receives.
-// Free of GoogleTest so benchmarks can use it too.
+// the build's throw-away certificate, recording every exchange into a
+// folder, and changed while it runs through its control port. Free of
+// GoogleTest so benchmarks can use it too.
 #ifndef PD_TESTS_SUPPORT_GATEWAY_SIM_H
 #define PD_TESTS_SUPPORT_GATEWAY_SIM_H
 
@@ -14,7 +15,9 @@
 
 namespace pd_test {
 
-// One request as gateway-sim recorded it.
+// One request as gateway-sim recorded it, with the headers that matter to
+// the gateway (Host, Content-Type, Content-Range, Expect, Transfer-Encoding,
+// in that order).
 struct RecordedRequest {
   std::string method, path, scheme, peer;
   std::vector<std::pair<std::string, std::string>> headers;
@@ -24,10 +27,16 @@ struct RecordedRequest {
   const std::string *header(std::string_view name) const;
 };
 
-// Splits the bytes of a record file into requests; false (and `error`) when
-// the framing is broken.
-bool parse_record(const std::string &bytes, std::vector<RecordedRequest> *requests,
-                  std::string *error);
+struct HttpOptions {
+  std::vector<std::string> headers;  // "Name: value"
+  std::string ca_file;               // for HTTPS
+  std::string connect_to;            // a libcurl connect-to entry
+};
+
+// One request with libcurl, without a proxy: the HTTP status (0 when no
+// answer came) and the body in `answer`.
+long http_request(const std::string &method, const std::string &url, const std::string &body,
+                  std::string *answer, const HttpOptions &options = {});
 
 class GatewaySim {
  public:
@@ -47,6 +56,10 @@ class GatewaySim {
 
   int http_port() const { return http_port_; }
   int https_port() const { return https_port_; }
+  int control_port() const { return control_port_; }
+  pid_t pid() const { return pid_; }
+  // Where the exchanges are recorded (a folder --replay takes).
+  std::string trace_dir() const { return dir_ + "/trace"; }
 
   // The SNS_NT_CONNECT_TO value that sends the gateway host (ports 80 and
   // 443) and the upload host (port 80) to this simulator.
@@ -67,13 +80,24 @@ class GatewaySim {
   // pictures), or nothing when no 200 answer came.
   std::optional<std::string> fetch(const std::string &path) const;
 
-  // Every request recorded so far; false when the record cannot be split.
+  // Every request recorded so far; false when the trace cannot be read.
   bool requests(std::vector<RecordedRequest> *requests, std::string *error) const;
+
+  // One request to the control port: its HTTP status (0: no answer) and
+  // text.
+  int control(const std::string &method, const std::string &path, const std::string &body = "",
+              std::string *answer = nullptr) const;
+  // Adds a fault from form fields ("path=/upload/*&skip=2&status=500");
+  // false with the simulator's reason when it refuses.
+  bool fault(const std::string &fields, std::string *error = nullptr) const;
+  bool clear_faults() const;
+  // A number of the control port's status ("requests", ...); -1 when absent.
+  long long counter(const std::string &name) const;
 
  private:
   pid_t pid_ = -1;
   std::string dir_;
-  int http_port_ = 0, https_port_ = 0;
+  int http_port_ = 0, https_port_ = 0, control_port_ = 0;
 };
 
 }  // namespace pd_test

@@ -1,10 +1,16 @@
 #include "gateway.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <ctime>
+#include <filesystem>
+#include <memory>
 #include <random>
+#include <stdexcept>
 
 #include "upload.h"
 #include "xml.h"
@@ -605,41 +611,162 @@ const Route kRoutes[] = {
     {"/palisade/message", "post", send_message},
 };
 
-Node envelope(const GatewayError &error) {
-  return Node("Response")
-      .set("ErrCode", error.code)
-      .set("ErrSubCode", error.sub)
-      .set("ErrContext", error.context);
+// Keys from one generator for the whole process, so that a seed given at
+// start-up (or later) decides every key handed out after it.
+struct KeySource {
+  std::mutex mutex;
+  std::mt19937_64 engine;
+
+  std::string next() {
+    static const char digits[] = "0123456789abcdef";
+    std::lock_guard<std::mutex> lock(mutex);
+    std::string key(32, '0');
+    for (char &digit : key) digit = digits[engine() % 16];
+    return key;
+  }
+};
+
+GatewayError too_large(const char *what, uint64_t limit) {
+  return {"7", "703", std::string(what) + " larger than " + std::to_string(limit) + " bytes", 413};
 }
 
-std::string random_key() {
-  thread_local std::mt19937_64 engine{std::random_device{}()};
-  static const char digits[] = "0123456789abcdef";
-  std::string key(32, '0');
-  for (char &digit : key) digit = digits[engine() % 16];
-  return key;
+Outgoing error_reply(const GatewayError &error, bool cdata) {
+  return Outgoing{error.http, "text/xml; charset=UTF-8", error_envelope(error.code, error.sub, error.context, cdata),
+                  {}};
+}
+
+bool starts_with(const std::string &text, std::string_view prefix) {
+  return text.compare(0, prefix.size(), prefix) == 0;
 }
 
 }  // namespace
 
-Environment Environment::real() {
-  return Environment{random_key, [] { return static_cast<int64_t>(std::time(nullptr)); }};
+std::string error_envelope(const std::string &code, const std::string &sub, const std::string &context,
+                           bool cdata) {
+  return render(Node("Response").set("ErrCode", code).set("ErrSubCode", sub).set("ErrContext", context), cdata);
+}
+
+Environment Environment::real(std::optional<uint64_t> seed) {
+  auto keys = std::make_shared<KeySource>();
+  keys->engine.seed(seed ? *seed : std::random_device{}());
+  return Environment{[keys] { return keys->next(); },
+                     [] { return static_cast<int64_t>(std::time(nullptr)); },
+                     [keys](uint64_t value) {
+                       std::lock_guard<std::mutex> lock(keys->mutex);
+                       keys->engine.seed(value);
+                     }};
+}
+
+const std::vector<ServedPath> &served_paths() {
+  static const std::vector<ServedPath> paths = {
+      {"/palisade/auth", "log in and log out; the one path HTTPS serves"},
+      {"/palisade/friend/grouping", "the friends list"},
+      {"/palisade/search", "people search"},
+      {"/palisade/activity", "the activity feed"},
+      {"/palisade/people/profile", "setting one's status"},
+      {"/palisade/comment", "comments: read and post"},
+      {"/palisade/photo", "adding a photo: the upload location"},
+      {"/palisade/photo/album", "albums and the photos of an album"},
+      {"/palisade/message/folder", "message folders"},
+      {"/palisade/message", "sending a message"},
+      {"/upload/<resource>", "upload chunks (POST, Content-Range)"},
+      {"/media/<photo>", "uploaded pictures (GET)"},
+  };
+  return paths;
+}
+
+bool pattern_serves(const std::string &pattern) {
+  if (pattern.empty()) return false;
+  bool prefix = pattern.back() == '*';
+  std::string stem = prefix ? pattern.substr(0, pattern.size() - 1) : pattern;
+  for (const ServedPath &served : served_paths()) {
+    std::string path = served.path;
+    size_t open = path.find('<');
+    if (open == std::string::npos) {
+      if (prefix ? starts_with(path, stem) : path == stem) return true;
+      continue;
+    }
+    // "/upload/<resource>": any non-empty last segment.
+    std::string fixed = path.substr(0, open);
+    if (starts_with(stem, fixed)) {
+      std::string rest = stem.substr(fixed.size());
+      if (prefix || (!rest.empty() && rest.find('/') == std::string::npos)) return true;
+    } else if (prefix && starts_with(fixed, stem)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+ChunkSink::~ChunkSink() {
+  if (!settled_ && gateway_ != nullptr) gateway_->abandon_chunk(*this);
+  if (fd_ >= 0) close(fd_);
+}
+
+void ChunkSink::write(const char *data, size_t size) {
+  uint64_t room = received_ < expected_ ? expected_ - received_ : 0;
+  size_t now = static_cast<size_t>(std::min<uint64_t>(room, size));
+  for (size_t done = 0; done < now && !failed_;) {
+    ssize_t wrote = pwrite(fd_, data + done, now - done, static_cast<off_t>(first_ + received_ + done));
+    if (wrote <= 0) failed_ = true;
+    else done += static_cast<size_t>(wrote);
+  }
+  received_ += size;
 }
 
 Gateway::Gateway(Network network, Options options, Environment environment)
     : network_(std::move(network)),
       options_(std::move(options)),
-      environment_(std::move(environment)) {}
+      environment_(std::move(environment)) {
+  const char *tmp = std::getenv("TMPDIR");
+  std::string pattern = std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") + "/gateway-sim.XXXXXX";
+  if (mkdtemp(pattern.data()) == nullptr)
+    throw std::runtime_error("cannot make a folder for uploads under " + pattern);
+  storage_ = pattern;
+}
+
+Gateway::~Gateway() {
+  std::error_code ignored;
+  std::filesystem::remove_all(storage_, ignored);
+}
+
+void Gateway::remove_stored_files() {
+  std::error_code ignored;
+  for (const auto &entry : std::filesystem::directory_iterator(storage_, ignored))
+    std::filesystem::remove(entry.path(), ignored);
+}
+
+void Gateway::reset(Network network) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  network_ = std::move(network);
+  ++generation_;
+  // A picture being sent keeps its open file; nothing else reads these.
+  remove_stored_files();
+}
+
+void Gateway::reseed(uint64_t seed) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (environment_.reseed) environment_.reseed(seed);
+}
+
+bool Gateway::is_upload_chunk(const std::string &method, const std::string &path, bool secure) {
+  return method == "POST" && !secure && starts_with(path, "/upload/");
+}
 
 Outgoing Gateway::handle(const Incoming &request) {
+  if (is_upload_chunk(request.method, request.path, request.secure)) {
+    ChunkStart start = begin_chunk(request.path, request.content_range, request.body.size());
+    if (!start.sink) return start.refusal;
+    start.sink->write(request.body.data(), request.body.size());
+    return finish_chunk(*start.sink);
+  }
   std::lock_guard<std::mutex> lock(mutex_);
   try {
-    if (request.method == "GET" && request.path.rfind("/media/", 0) == 0) return media(request);
+    if (request.method == "GET" && starts_with(request.path, "/media/")) return media(request);
     if (request.method != "POST") throw unknown_method(request.method + " is not served", 405);
-    if (request.path.rfind("/upload/", 0) == 0 && !request.secure) return upload_chunk(request);
     return gateway_request(request);
   } catch (const GatewayError &error) {
-    return Outgoing{error.http, "text/xml; charset=UTF-8", render(envelope(error), options_.cdata)};
+    return error_reply(error, options_.cdata);
   }
 }
 
@@ -670,19 +797,92 @@ Outgoing Gateway::gateway_request(const Incoming &request) {
     context.session_key = *key;
     context.viewer = network_.person(session->second);
   }
-  return Outgoing{200, "text/xml; charset=UTF-8", render(route->operation(context), options_.cdata)};
+  return Outgoing{200, "text/xml; charset=UTF-8", render(route->operation(context), options_.cdata), {}};
 }
 
-Outgoing Gateway::upload_chunk(const Incoming &request) {
-  auto found = network_.uploads.find(request.path.substr(1));
+ChunkStart Gateway::begin_chunk(const std::string &path, const std::string &content_range,
+                                std::optional<uint64_t> content_length) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  try {
+    return begin_chunk_locked(path, content_range, content_length);
+  } catch (const GatewayError &error) {
+    return ChunkStart{nullptr, error_reply(error, options_.cdata)};
+  }
+}
+
+ChunkStart Gateway::begin_chunk_locked(const std::string &path, const std::string &content_range,
+                                       std::optional<uint64_t> content_length) {
+  auto found = network_.uploads.find(path.substr(1));
   if (found == network_.uploads.end()) throw unknown_upload();
   Upload &upload = found->second;
-  std::optional<ContentRange> range = parse_content_range(request.content_range);
+  std::optional<ContentRange> range = parse_content_range(content_range);
   if (!range) throw bad_range("no usable Content-Range");
-  if (std::optional<std::string> refused = append_chunk(upload, *range, request.body))
-    throw refused_chunk(*refused);
+  if (std::optional<std::string> refused = refuse_chunk(upload, *range)) throw refused_chunk(*refused);
+  uint64_t length = chunk_length(*range);
+  if (content_length && *content_length != length) throw refused_chunk("the body does not fill the range");
+  if (!range->whole_empty && range->total > options_.max_upload_bytes)
+    throw too_large("the file is", options_.max_upload_bytes);
+  // The plug-in sends one chunk after the other; two at once would write
+  // over each other.
+  if (upload.arriving) throw GatewayError{"7", "703", "another chunk of this upload is still arriving", 409};
+  if (upload.file.empty()) upload.file = storage_ + "/" + upload.photo;
+  auto sink = std::unique_ptr<ChunkSink>(new ChunkSink());
+  sink->fd_ = open(upload.file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+  if (sink->fd_ < 0) throw unknown_item("the upload's file cannot be written", 500);
+  sink->gateway_ = this;
+  sink->resource_ = upload.resource;
+  sink->generation_ = generation_;
+  sink->first_ = upload.received;
+  sink->expected_ = length;
+  sink->total_ = range->whole_empty ? 0 : range->total;
+  upload.arriving = true;
+  return ChunkStart{std::move(sink), {}};
+}
+
+void Gateway::abandon_chunk(ChunkSink &sink) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  sink.settled_ = true;
+  if (sink.generation_ != generation_) return;
+  auto found = network_.uploads.find(sink.resource_);
+  if (found == network_.uploads.end()) return;
+  found->second.arriving = false;
+  // Whatever part of the chunk was written is not part of the file; should
+  // the cut fail, the next chunk writes over it.
+  if (sink.fd_ >= 0 && ftruncate(sink.fd_, static_cast<off_t>(found->second.received)) != 0) return;
+}
+
+Outgoing Gateway::finish_chunk(ChunkSink &sink) {
+  std::unique_lock<std::mutex> lock(mutex_);
+  try {
+    return finish_chunk_locked(sink);
+  } catch (const GatewayError &error) {
+    lock.unlock();
+    if (!sink.settled_) abandon_chunk(sink);
+    return error_reply(error, options_.cdata);
+  }
+}
+
+Outgoing Gateway::finish_chunk_locked(ChunkSink &sink) {
+  auto found = network_.uploads.find(sink.resource_);
+  if (sink.generation_ != generation_ || found == network_.uploads.end()) {
+    sink.settled_ = true;
+    throw unknown_upload();
+  }
+  if (sink.received_ != sink.expected_) throw refused_chunk("the body does not fill the range");
+  if (sink.failed_) throw unknown_item("the upload's file cannot be written", 500);
+  Upload &upload = found->second;
+  uint64_t received = upload.received + sink.received_;
+  bool done = received == sink.total_;
+  // A longer chunk refused earlier may have left bytes past the end.
+  if (done && ftruncate(sink.fd_, static_cast<off_t>(received)) != 0)
+    throw unknown_item("the upload's file cannot be written", 500);
+  sink.settled_ = true;
+  upload.arriving = false;
+  upload.received = received;
+  upload.total = sink.total_;
+  upload.done = done;
   if (upload.done) {
-    Photo photo{upload.photo, upload.album, upload.file_name, {}, {}, upload.bytes};
+    Photo photo{upload.photo, upload.album, upload.file_name, {}, {}, upload.file};
     photo.main_url = "http://" + options_.upload_host + "/media/" + photo.id;
     photo.thumbnail_url = photo.main_url + "?size=thumb";
     network_.photos[photo.id] = std::move(photo);
@@ -695,14 +895,14 @@ Outgoing Gateway::upload_chunk(const Incoming &request) {
                    .set("SP", "palisade")
                    .set("Status", upload.done ? "done" : "uploading"));
   if (upload.done) network_.uploads.erase(found);
-  return Outgoing{200, "text/xml; charset=UTF-8", render(response, options_.cdata)};
+  return Outgoing{200, "text/xml; charset=UTF-8", render(response, options_.cdata), {}};
 }
 
 Outgoing Gateway::media(const Incoming &request) {
   auto found = network_.photos.find(request.path.substr(std::string_view("/media/").size()));
-  if (found == network_.photos.end() || !found->second.bytes)
+  if (found == network_.photos.end() || !found->second.file)
     throw unknown_item("no picture at " + request.path, 404);
-  return Outgoing{200, "image/jpeg", *found->second.bytes};
+  return Outgoing{200, "image/jpeg", {}, *found->second.file};
 }
 
 }  // namespace gateway_sim

@@ -1,87 +1,51 @@
 // gateway-sim: the gateway on loopback. Plain HTTP serves every gateway path,
 // the upload resources and the uploaded pictures; HTTPS serves the log-in
-// path. Switches make faults on purpose, for tests.
+// path; a third port takes control requests (faults, reset, reseed) while it
+// runs. It records exchanges to a folder and replays them from one.
 #include <CLI/CLI.hpp>
-#include <dirent.h>
-#include <httplib.h>
+#include <arpa/inet.h>
+#include <fcntl.h>
 #include <libxml/parser.h>
 #include <netinet/in.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
-#include <atomic>
-#include <chrono>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <iostream>
+#include <random>
 #include <sstream>
-#include <thread>
 
+#include "control.h"
+#include "faults.h"
 #include "gateway.h"
-#include "recorder.h"
+#include "server.h"
+#include "trace.h"
 
 namespace {
 
-using gateway_sim::Gateway;
+using namespace gateway_sim;
 
-struct Faults {
-  int delay_ms = 0;
-  int status = 0;
-  bool malformed = false;
-  bool drop = false;
-  size_t pad_bytes = 0;
-  std::string path;  // empty: every path; "PREFIX*": paths that start so
-  size_t skip = 0;   // requests on the path left alone before faults start
-  std::atomic<size_t> seen{0};
-
-  bool any() const { return delay_ms || status || malformed || drop || pad_bytes; }
-  bool apply_to(const std::string &request_path) {
-    if (!any()) return false;
-    bool match = path.empty() ||
-                 (path.back() == '*' ? request_path.rfind(path.substr(0, path.size() - 1), 0) == 0
-                                     : request_path == path);
-    return match && seen.fetch_add(1) >= skip;
-  }
+// Exit codes.
+enum Exit {
+  kStopped = 0,        // stopped by SIGTERM or SIGINT
+  kCannotStart = 1,    // a seed, certificate, key or folder that cannot be used
+  kUsage = 2,          // a switch or value that is wrong
+  kPortTaken = 3,      // a port in use or that cannot be listened on
+  kBadTrace = 4,       // a replay folder that cannot be read
+  kReplayMissed = 5,   // replay met requests that matched no recorded exchange
 };
 
-int port_of(const sockaddr_storage &address) {
-  if (address.ss_family == AF_INET)
-    return ntohs(reinterpret_cast<const sockaddr_in &>(address).sin_port);
-  if (address.ss_family == AF_INET6)
-    return ntohs(reinterpret_cast<const sockaddr_in6 &>(address).sin6_port);
-  return -1;
-}
-
-// Cuts the connection a request came on without an answer. The HTTP library
-// does not hand out its sockets, so the socket is found by its two ports.
-void drop_connection(const httplib::Request &request) {
-  DIR *fds = opendir("/proc/self/fd");
-  if (fds == nullptr) return;
-  while (const dirent *entry = readdir(fds)) {
-    int fd = std::atoi(entry->d_name);
-    if (fd <= 2 || fd == dirfd(fds)) continue;
-    sockaddr_storage local{}, peer{};
-    socklen_t local_length = sizeof local, peer_length = sizeof peer;
-    if (getsockname(fd, reinterpret_cast<sockaddr *>(&local), &local_length) != 0 ||
-        getpeername(fd, reinterpret_cast<sockaddr *>(&peer), &peer_length) != 0)
-      continue;
-    if (port_of(local) == request.local_port && port_of(peer) == request.remote_port) {
-      linger abort{1, 0};  // reset rather than a polite close
-      setsockopt(fd, SOL_SOCKET, SO_LINGER, &abort, sizeof abort);
-      shutdown(fd, SHUT_RDWR);
-      break;
-    }
-  }
-  closedir(fds);
-}
-
-std::string read_file(const std::string &path) {
+bool read_file(const std::string &path, std::string *text) {
   std::ifstream in(path, std::ios::binary);
-  if (!in) throw std::runtime_error("cannot read " + path);
   std::ostringstream out;
   out << in.rdbuf();
-  return out.str();
+  *text = out.str();
+  return static_cast<bool>(in);
 }
 
 bool write_ready_file(const std::string &path, const std::string &text) {
@@ -95,164 +59,225 @@ bool write_ready_file(const std::string &path, const std::string &text) {
   return std::rename(temporary.c_str(), path.c_str()) == 0;
 }
 
-class Server {
- public:
-  Server(Gateway &gateway, gateway_sim::Recorder &recorder, Faults &faults)
-      : gateway_(gateway), recorder_(recorder), faults_(faults) {}
-
-  void configure(httplib::Server &server, bool secure) {
-    // One client connection stays one connection, so reuse can be observed.
-    server.set_keep_alive_max_count(1000000);
-    // Headers and body leave in separate writes; without this the body
-    // waits for the client's delayed acknowledgement.
-    server.set_tcp_nodelay(true);
-    server.set_keep_alive_timeout(60);
-    server.set_read_timeout(60);
-    server.set_write_timeout(60);
-    server.set_payload_max_length(size_t{512} << 20);
-    server.new_task_queue = [] { return new httplib::ThreadPool(16); };
-    auto handler = [this, secure](const httplib::Request &request, httplib::Response &response) {
-      serve(request, response, secure);
-    };
-    server.Get(".*", handler);
-    server.Post(".*", handler);
-    server.Put(".*", handler);
-    server.Delete(".*", handler);
+// A listening socket on 127.0.0.1 (port 0: any free one). Without
+// SO_REUSEPORT, so a port that another server holds is refused, not shared.
+int listen_on(int *port, std::string *error) {
+  int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  if (fd < 0) return *error = std::strerror(errno), -1;
+  int one = 1;
+  setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  address.sin_port = htons(static_cast<uint16_t>(*port));
+  socklen_t length = sizeof address;
+  if (bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||
+      listen(fd, SOMAXCONN) != 0 ||
+      getsockname(fd, reinterpret_cast<sockaddr *>(&address), &length) != 0) {
+    *error = errno == EADDRINUSE ? "port " + std::to_string(*port) + " is in use"
+                                 : "port " + std::to_string(*port) + ": " + std::strerror(errno);
+    close(fd);
+    return -1;
   }
+  *port = ntohs(address.sin_port);
+  return fd;
+}
 
- private:
-  void serve(const httplib::Request &request, httplib::Response &response, bool secure) {
-    std::vector<std::pair<std::string, std::string>> headers;
-    for (const char *name : {"Host", "Content-Type", "Content-Range", "Expect", "Transfer-Encoding"})
-      if (request.has_header(name)) headers.emplace_back(name, request.get_header_value(name));
-    recorder_.record(request.method, request.path, secure, headers,
-                     request.remote_addr + ":" + std::to_string(request.remote_port), request.body);
+// Every connection is a descriptor: take all the process may have.
+unsigned raise_descriptor_limit() {
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return 1024;
+  limit.rlim_cur = limit.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &limit);
+  getrlimit(RLIMIT_NOFILE, &limit);
+  return static_cast<unsigned>(std::min<rlim_t>(limit.rlim_cur, 1u << 20));
+}
 
-    bool fault = faults_.apply_to(request.path);
-    if (fault && faults_.delay_ms > 0)
-      std::this_thread::sleep_for(std::chrono::milliseconds(faults_.delay_ms));
-    if (fault && faults_.drop) {
-      drop_connection(request);
-      response.status = 500;
-      return;
-    }
-    gateway_sim::Outgoing out = gateway_.handle(gateway_sim::Incoming{
-        request.method, request.path, secure, request.get_header_value("Content-Range"),
-        request.body});
-    if (fault && faults_.pad_bytes > 0) {
-      // A comment after the root keeps the document well-formed, only long.
-      out.body += "<!--";
-      out.body.append(faults_.pad_bytes, '.');
-      out.body += "-->\n";
-    }
-    if (fault && faults_.malformed) out.body.resize(out.body.size() / 2);
-    response.status = fault && faults_.status != 0 ? faults_.status : out.status;
-    response.set_content(out.body, out.content_type.c_str());
+std::string path_list() {
+  std::string text = "Gateway paths (plain HTTP unless marked):\n";
+  for (const ServedPath &served : served_paths()) {
+    char line[160];
+    std::snprintf(line, sizeof line, "  %-28s %s\n", served.path, served.serves);
+    text += line;
   }
-
-  Gateway &gateway_;
-  gateway_sim::Recorder &recorder_;
-  Faults &faults_;
-};
-
-int bind_loopback(httplib::Server &server, int port) {
-  if (port == 0) return server.bind_to_any_port("127.0.0.1");
-  return server.bind_to_port("127.0.0.1", port) ? port : -1;
+  text +=
+      "\nControl port: GET / lists its requests (faults per path, reset, reseed, status);\n"
+      "gateway-sim-ctl sends them.\n"
+      "\nExit codes: 0 stopped by SIGTERM or SIGINT; 1 a seed, certificate, key or folder that\n"
+      "cannot be used; 2 a wrong switch or value; 3 a port in use; 4 a replay folder that cannot\n"
+      "be read (the file and line are named); 5 replayed requests that matched no recorded exchange.\n";
+  return text;
 }
 
 }  // namespace
 
 int main(int argc, char **argv) {
   CLI::App app{"gateway-sim: the SNS gateway on loopback, over a seeded social network"};
-  int http_port = 0, https_port = 0;
-  std::string cert, key, seed, record, ready_file;
-  gateway_sim::Options options;
-  Faults faults;
-  app.add_option("--http-port", http_port, "plain HTTP port (0: any free port)")
-      ->check(CLI::Range(0, 65535));
+  app.option_defaults()->always_capture_default();
+  app.footer(path_list());
+  int http_port = 0, https_port = 0, control_port = 0;
+  std::string cert, key, seed, record, replay, ready_file;
+  std::vector<std::string> replay_ignored = {"SessionKey"}, fault_specs;
+  std::optional<uint64_t> random_seed;
+  Options options;
+  ServerConfig config;
+  FaultRule switches;
+  uint64_t delay_ms = 0, pad_bytes = 0;
+  int status = 0;
+  bool malformed = false, drop = false;
+
+  app.add_option("--http-port", http_port, "plain HTTP port (0: any free port)")->check(CLI::Range(0, 65535));
   app.add_option("--https-port", https_port, "HTTPS port for the log-in path (0: any free port)")
+      ->check(CLI::Range(0, 65535));
+  app.add_option("--control-port", control_port, "control interface port (0: any free port)")
       ->check(CLI::Range(0, 65535));
   app.add_option("--cert", cert, "server certificate (PEM)")->required()->check(CLI::ExistingFile);
   app.add_option("--key", key, "server key (PEM)")->required()->check(CLI::ExistingFile);
-  app.add_option("--seed", seed, "the social network (JSON)")->required()->check(CLI::ExistingFile);
-  app.add_option("--record", record, "append every request received to this file");
-  app.add_flag("--cdata", options.cdata, "wrap reply texts in CDATA sections");
+  app.add_option("--seed", seed, "the social network (JSON); needed unless replaying")
+      ->check(CLI::ExistingFile);
   app.add_option("--upload-host", options.upload_host, "host name that uploads are sent to");
-  app.add_option("--ready-file", ready_file,
-                 "write the ports here once listening (default: standard output)");
-  app.add_option("--delay-ms", faults.delay_ms, "fault: answer this much later")
-      ->check(CLI::Range(0, 600000));
-  app.add_option("--status", faults.status, "fault: answer with this HTTP status")
-      ->check(CLI::Range(200, 599));
-  app.add_flag("--malformed", faults.malformed, "fault: send only the first half of each reply");
-  app.add_flag("--drop", faults.drop, "fault: cut the connection instead of answering");
-  app.add_option("--pad-bytes", faults.pad_bytes, "fault: make each reply this much longer");
-  app.add_option("--fault-path", faults.path,
-                 "limit the faults to this path (a trailing * matches every path it starts)");
-  app.add_option("--fault-skip", faults.skip,
-                 "leave this many requests on the fault path alone first");
-  CLI11_PARSE(app, argc, argv);
+  app.add_flag("--cdata", options.cdata, "wrap reply texts in CDATA sections");
+  app.add_option("--ready-file", ready_file, "write the ports here once listening (empty: standard output)");
+  app.add_option("--record", record, "write each exchange as a file into this folder");
+  app.add_option("--replay", replay, "answer with the exchanges recorded in this folder")
+      ->check(CLI::ExistingDirectory);
+  app.add_option("--replay-ignore", replay_ignored, "fields a replayed request may differ in");
+  app.add_option("--random-seed", random_seed, "draw keys and fault probabilities from this seed");
+  app.add_option("--max-body-bytes", config.max_body_bytes, "largest request body held; larger: 413");
+  app.add_option("--max-upload-bytes", options.max_upload_bytes,
+                 "largest uploaded file, streamed to disk; larger: 413");
+  app.add_option("--idle-timeout", config.idle_timeout_s, "seconds before an idle connection is closed")
+      ->check(CLI::Range(1, 86400));
+  app.add_option("--threads", config.threads, "event loops per port")->check(CLI::Range(1, 64));
+  app.add_flag("--verbose", config.verbose, "one line per exchange on standard error");
+  app.add_option("--fault", fault_specs, "a fault as the control port takes it, e.g. \"path=/upload/* skip=2 status=500\"");
+  app.add_option("--delay-ms", delay_ms, "fault: answer this much later")->check(CLI::Range(0, 600000));
+  app.add_option("--status", status, "fault: answer with this HTTP status (0: the gateway's own)")->check(CLI::Range(200, 599));
+  app.add_flag("--malformed", malformed, "fault: send only the first half of each reply");
+  app.add_flag("--drop", drop, "fault: cut the connection instead of answering");
+  app.add_option("--pad-bytes", pad_bytes, "fault: make each reply this much longer");
+  app.add_option("--fault-path", switches.path,
+                 "limit the switch faults to this path (a trailing * matches every path it starts)");
+  app.add_option("--fault-skip", switches.skip, "leave this many requests on the fault path alone first");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError &error) {
+    return app.exit(error) == 0 ? kStopped : kUsage;
+  }
+
+  auto usage = [](const std::string &why) {
+    std::cerr << "gateway-sim: " << why << "\n";
+    return kUsage;
+  };
+  if (seed.empty() && replay.empty()) return usage("--seed is needed unless --replay is given");
+  if (!pattern_serves(switches.path)) return usage("--fault-path " + switches.path + " matches no served path");
+  std::pair<const char *, int> ports[] = {{"--http-port", http_port}, {"--https-port", https_port},
+                                          {"--control-port", control_port}};
+  for (size_t i = 0; i < 3; ++i)
+    for (size_t k = i + 1; k < 3; ++k)
+      if (ports[i].second != 0 && ports[i].second == ports[k].second)
+        return usage("port " + std::to_string(ports[i].second) + " is given to both " + ports[i].first +
+                     " and " + ports[k].first);
+  config.max_upload_bytes = options.max_upload_bytes;
+
+  uint64_t seed_value = random_seed ? *random_seed : std::random_device{}();
+  FaultTable faults(seed_value);
+  if (delay_ms) switches.effects.delay_ms = delay_ms;
+  if (status) switches.effects.status = status;
+  if (pad_bytes) switches.effects.pad = pad_bytes;
+  switches.effects.malformed = malformed;
+  switches.effects.drop = drop;
+  if (switches.effects.any()) faults.add(switches);
+  for (const std::string &spec : fault_specs) {
+    std::string why;
+    std::optional<FaultRule> rule = parse_rule(parse_fields(spec), &why);
+    if (!rule) return usage("--fault \"" + spec + "\": " + why);
+    faults.add(std::move(*rule));
+  }
 
   std::signal(SIGPIPE, SIG_IGN);
   xmlInitParser();
+  std::string seed_text;
   std::optional<Gateway> gateway;
-  try {
-    gateway.emplace(gateway_sim::Network::from_seed(read_file(seed)), options,
-                    gateway_sim::Environment::real());
-  } catch (const std::exception &error) {
-    std::cerr << "gateway-sim: " << error.what() << "\n";
-    return 1;
+  std::optional<Replayer> replayer;
+  if (!replay.empty()) {
+    std::vector<TraceExchange> exchanges;
+    std::string why;
+    if (!read_trace(replay, &exchanges, &why)) {
+      std::cerr << "gateway-sim: " << why << "\n";
+      return kBadTrace;
+    }
+    replayer.emplace(std::move(exchanges), replay_ignored);
+  } else {
+    try {
+      if (!read_file(seed, &seed_text)) throw std::runtime_error("cannot read " + seed);
+      gateway.emplace(Network::from_seed(seed_text), options, Environment::real(seed_value));
+    } catch (const std::exception &error) {
+      std::cerr << "gateway-sim: " << error.what() << "\n";
+      return kCannotStart;
+    }
   }
-  gateway_sim::Recorder recorder(record);
-  if (!recorder.ok()) {
-    std::cerr << "gateway-sim: cannot write " << record << "\n";
-    return 1;
+  std::optional<TraceWriter> trace;
+  if (!record.empty()) {
+    trace.emplace(record);
+    if (!trace->ok()) {
+      std::cerr << "gateway-sim: " << trace->error() << "\n";
+      return kCannotStart;
+    }
+  }
+  if (!read_file(cert, &config.cert_pem) || !read_file(key, &config.key_pem)) {
+    std::cerr << "gateway-sim: the certificate or key cannot be read\n";
+    return kCannotStart;
+  }
+  config.connection_limit = std::max(64u, (raise_descriptor_limit() - 64) / 2);
+
+  int fds[3];
+  int *chosen[3] = {&http_port, &https_port, &control_port};
+  for (int i = 0; i < 3; ++i) {
+    std::string why;
+    fds[i] = listen_on(chosen[i], &why);
+    if (fds[i] < 0) {
+      std::cerr << "gateway-sim: cannot listen for " << ports[i].first << ": " << why << "\n";
+      for (int k = 0; k < i; ++k) close(fds[k]);
+      return kPortTaken;
+    }
   }
 
-  httplib::Server http;
-  httplib::SSLServer https(cert.c_str(), key.c_str());
-  if (!https.is_valid()) {
-    std::cerr << "gateway-sim: the certificate or key cannot be used\n";
-    return 1;
-  }
-  Server server(*gateway, recorder, faults);
-  server.configure(http, false);
-  server.configure(https, true);
-  http_port = bind_loopback(http, http_port);
-  https_port = bind_loopback(https, https_port);
-  if (http_port <= 0 || https_port <= 0) {
-    std::cerr << "gateway-sim: cannot listen on the ports given\n";
-    return 1;
-  }
-
-  // The listening threads inherit a mask without the stop signals, so this
+  // The server's threads inherit a mask without the stop signals, so this
   // thread alone receives them.
   sigset_t stop_signals;
   sigemptyset(&stop_signals);
   sigaddset(&stop_signals, SIGTERM);
   sigaddset(&stop_signals, SIGINT);
   pthread_sigmask(SIG_BLOCK, &stop_signals, nullptr);
-  std::thread http_thread([&] { http.listen_after_bind(); });
-  std::thread https_thread([&] { https.listen_after_bind(); });
-  // stop() only reaches a server whose accept loop runs.
-  while (!http.is_running() || !https.is_running())
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
 
-  std::string ports = "http_port=" + std::to_string(http_port) +
-                      "\nhttps_port=" + std::to_string(https_port) + "\n";
-  int status = 0;
+  Server server(config, gateway ? &*gateway : nullptr, replayer ? &*replayer : nullptr, faults,
+                trace ? &*trace : nullptr);
+  Controlled controlled{&faults, gateway ? &*gateway : nullptr, seed_text, replayer ? &*replayer : nullptr,
+                        [&server] { return server.counters(); }};
+  std::string why;
+  if (!server.start(fds[0], fds[1], fds[2], std::move(controlled), &why)) {
+    std::cerr << "gateway-sim: " << why << "\n";
+    return kCannotStart;
+  }
+
+  std::string ready = "http_port=" + std::to_string(http_port) + "\nhttps_port=" + std::to_string(https_port) +
+                      "\ncontrol_port=" + std::to_string(control_port) + "\n";
+  int exit_code = kStopped;
   if (ready_file.empty()) {
-    std::cout << ports << std::flush;
-  } else if (!write_ready_file(ready_file, ports)) {
+    std::cout << ready << std::flush;
+  } else if (!write_ready_file(ready_file, ready)) {
     std::cerr << "gateway-sim: cannot write " << ready_file << "\n";
-    status = 1;
+    exit_code = kCannotStart;
   }
   int received = 0;
-  if (status == 0) sigwait(&stop_signals, &received);
-  http.stop();
-  https.stop();
-  http_thread.join();
-  https_thread.join();
+  if (exit_code == kStopped) sigwait(&stop_signals, &received);
+  server.stop();
+  if (replayer && replayer->unmatched_count() > 0) {
+    std::cerr << "gateway-sim: replay: " << replayer->unmatched_count()
+              << " requests matched no recorded exchange\n";
+    if (exit_code == kStopped) exit_code = kReplayMissed;
+  }
   xmlCleanupParser();
-  return status;
+  return exit_code;
 }

@@ -73,7 +73,7 @@ struct Activity {
 
 struct Photo {
   std::string id, album, title, main_url, thumbnail_url;
-  std::optional<std::string> bytes;  // the uploaded file; seeded photos have none
+  std::optional<std::string> file;  // where the uploaded bytes are kept; seeded photos have none
 };
 
 struct Album {
@@ -102,12 +102,15 @@ struct Thread {
   std::vector<Message> messages;
 };
 
+// The bytes of an upload live in a file of their own, never in memory.
 struct Upload {
   std::string resource, photo, album, owner, file_name;
   std::optional<std::string> caption;
-  std::string bytes;                // received so far, in order
-  std::optional<uint64_t> total;    // fixed by the first chunk
+  std::string file;               // the bytes received so far, in order
+  uint64_t received = 0;
+  std::optional<uint64_t> total;  // fixed by the first chunk
   bool done = false;
+  bool arriving = false;          // a chunk's body is on its way
 };
 
 struct Network {

@@ -37,23 +37,20 @@ std::optional<ContentRange> parse_content_range(std::string_view header) {
   return range;
 }
 
-std::optional<std::string> append_chunk(Upload &upload, const ContentRange &range,
-                                        std::string_view body) {
+uint64_t chunk_length(const ContentRange &range) {
+  return range.whole_empty ? 0 : range.last - range.first + 1;
+}
+
+std::optional<std::string> refuse_chunk(const Upload &upload, const ContentRange &range) {
   if (upload.done) return "the upload is already complete";
   if (range.whole_empty) {
-    if (!upload.bytes.empty() || !body.empty()) return "an empty file cannot have bytes";
-    upload.total = 0;
-    upload.done = true;
+    if (upload.received != 0) return "an empty file cannot have bytes";
     return std::nullopt;
   }
   if (upload.total && *upload.total != range.total) return "the file size changed";
-  if (range.first != upload.bytes.size())
+  if (range.first != upload.received)
     return "the chunk starts at " + std::to_string(range.first) + ", not at " +
-           std::to_string(upload.bytes.size());
-  if (body.size() != range.last - range.first + 1) return "the body does not fill the range";
-  upload.total = range.total;
-  upload.bytes.append(body);
-  upload.done = upload.bytes.size() == range.total;
+           std::to_string(upload.received);
   return std::nullopt;
 }
 

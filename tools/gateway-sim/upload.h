@@ -20,12 +20,13 @@ struct ContentRange {
 // "bytes FIRST-LAST/TOTAL" or "bytes */0"; nothing for anything else.
 std::optional<ContentRange> parse_content_range(std::string_view header);
 
-// Appends a chunk to an upload. Returns why the chunk was refused (out of
-// order, overlapping, past the end, a total that changed, a body of another
-// length), or nothing when it was taken; the upload is done once its last
-// byte is in.
-std::optional<std::string> append_chunk(Upload &upload, const ContentRange &range,
-                                        std::string_view body);
+// The number of body bytes a range announces.
+uint64_t chunk_length(const ContentRange &range);
+
+// Why a chunk announcing `range` cannot continue `upload` (out of order,
+// overlapping, past the end, a total that changed, an upload already
+// complete), or nothing when it can. Decided before the body arrives.
+std::optional<std::string> refuse_chunk(const Upload &upload, const ContentRange &range);
 
 }  // namespace gateway_sim
 
