@@ -1,13 +1,18 @@
 // Random argument texts and records for every request document builder,
 // and random texts for the value converters.
 //
-// The input picks a builder and then, one at a time, the texts and record
-// shapes its arguments need: a text is null, a short string (quotes, "<",
-// "&" and high bytes as they come) or a long repetition; a record is null,
-// empty or one to four nodes. Each document is composed twice from the same
-// input: once into no buffer, which measures it, then into a buffer of
-// exactly that size, so any byte written past the measured end is caught by
-// AddressSanitizer.
+// An input is a builder choice, a count of choice bytes, those bytes, and
+// then the argument texts, each ended by a NUL. The choice bytes decide, one
+// at a time as the builder's arguments are read, whether a text is null,
+// short (the next text of the input) or long (that text repeated up to 2 KiB:
+// past any fixed buffer) and how many nodes a record has; once they run out
+// every text is short and every record has one node. So a request document's
+// own values, in document order, make an input that composes much like it
+// (fuzz/make-seeds.sh makes one per golden request). Each document is
+// composed twice from the same input: once into no buffer, which measures
+// it, then into a buffer of exactly that size, so any byte written past the
+// measured end is caught by AddressSanitizer.
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -21,20 +26,28 @@
 
 namespace {
 
+// Inputs beyond this add no new shapes, only time.
+constexpr size_t kMaxInput = 4096;
+
 class Input {
  public:
-  Input(const uint8_t *data, size_t size) : data_(data), size_(size) {}
+  Input(const uint8_t *data, size_t size) : data_(data), size_(size) {
+    size_t count = size > 0 ? data[0] : 0;
+    choices_ = size > 0 ? 1 : 0;
+    choices_end_ = std::min(size, choices_ + count);
+    texts_at_ = choices_end_;
+  }
 
-  uint8_t byte() { return at_ < size_ ? data_[at_++] : 0; }
+  // The next choice byte, or `otherwise` once they are used up.
+  uint8_t choice(uint8_t otherwise) { return choices_ < choices_end_ ? data_[choices_++] : otherwise; }
 
   const char *text() {
-    uint8_t kind = byte();
+    uint8_t kind = choice(2);
     if (kind % 8 == 0) return nullptr;
     std::string text = word();
     if (kind % 8 == 1) {
-      // A long text: the next word repeated up to a quarter of a megabyte.
       std::string unit = text.empty() ? std::string("<&\"\xff") : text;
-      size_t length = (static_cast<size_t>(byte()) + 1) * 1024;
+      size_t length = (static_cast<size_t>(choice(0)) % 8 + 1) * 256;
       text.clear();
       while (text.size() < length) text += unit;
     }
@@ -46,14 +59,14 @@ class Input {
   // Bytes up to the next NUL or the end of the input.
   std::string word() {
     std::string out;
-    while (at_ < size_ && data_[at_] != 0) out.push_back(static_cast<char>(data_[at_++]));
-    if (at_ < size_) ++at_;
+    while (texts_at_ < size_ && data_[texts_at_] != 0) out.push_back(static_cast<char>(data_[texts_at_++]));
+    if (texts_at_ < size_) ++texts_at_;
     return out;
   }
 
   const uint8_t *data_;
   size_t size_;
-  size_t at_ = 0;
+  size_t choices_, choices_end_, texts_at_;
   std::deque<std::string> texts_;  // stable addresses until the builder has copied them
 };
 
@@ -65,7 +78,7 @@ const char *next_text(Input &in) {
 // Null, an empty record, or one to four nodes of random texts.
 template <class T, class... Texts>
 T *list(Input &in, T *(*create)(), T *(*add)(T *, Texts...)) {
-  int shape = in.byte() % 6;
+  int shape = in.choice(2) % 6;
   if (shape == 0) return nullptr;
   T *record = create();
   for (int node = 1; node < shape; ++node) add(record, next_text<Texts>(in)...);
@@ -75,13 +88,13 @@ T *list(Input &in, T *(*create)(), T *(*add)(T *, Texts...)) {
 #define PD_LIST(type) list(in, type##_create, type##_add)
 
 Composer_Response *response(Input &in) {
-  if (in.byte() % 4 == 0) return nullptr;
+  if (in.choice(1) % 4 == 0) return nullptr;
   return Composer_Response_create(in.text(), in.text(), in.text(), in.text());
 }
 
 Composer_FullText *full_text(Input &in) {
   static const char *const kValues[] = {"full", "header"};
-  uint8_t kind = in.byte() % 4;
+  uint8_t kind = in.choice(3) % 4;
   if (kind == 0) return nullptr;
   const char *value = kind == 3 ? in.text() : kValues[kind - 1];
   return Composer_FullText_create(value, in.text());
@@ -229,7 +242,7 @@ void convert(Input &in) {
     data_Str(copy.data(), text);
     check(copy[copy.size() - 1] == '\0' && copy[copy.size() - 2] == '\0');
     std::vector<char> date(PD_DATA_DATE_SIZE, '\0');
-    std::memset(date.data(), 'z', in.byte() % PD_DATA_DATE_SIZE);
+    std::memset(date.data(), 'z', in.choice(0) % PD_DATA_DATE_SIZE);
     data_Date(date.data(), text);
   }
 }
@@ -242,7 +255,7 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  if (size == 0) return 0;
+  if (size == 0 || size > kMaxInput) return 0;
   size_t choice = data[0] % (kBuilderCount + 1);
   if (choice == kBuilderCount) {
     Input in(data + 1, size - 1);

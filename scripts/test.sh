@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # The project's test command: installs what is missing, then builds and runs
-# every test twice (a normal build with warnings as errors, and an
-# AddressSanitizer + UndefinedBehaviorSanitizer build), builds and lints the
-# amd64 Debian packages, runs each fuzz target for a bounded time, and checks
-# that the benchmarks build.
+# every test three times (a normal build with warnings as errors, an
+# AddressSanitizer + UndefinedBehaviorSanitizer build and a ThreadSanitizer
+# build), builds and lints the amd64 Debian packages, runs each fuzz target
+# for a bounded time, and checks that the benchmarks build.
 #
 #   scripts/test.sh --arch armhf
 #
@@ -76,21 +76,36 @@ scripts/build-packages.sh
 step "AddressSanitizer + UndefinedBehaviorSanitizer build and tests"
 run_build build/sanitize -DCMAKE_BUILD_TYPE=Debug -DPD_SANITIZE=ON
 
+# Two engine instances parse on two transport threads, and every upload
+# step runs on a transport thread: every test again, under ThreadSanitizer
+# (suppressions, for uninstrumented Debian libraries only, in tests/tsan.supp).
+step "ThreadSanitizer build and tests"
+run_build build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPD_SANITIZE_THREAD=ON
+
 if [ "$fuzz_seconds" -gt 0 ] && [ -f fuzz/CMakeLists.txt ]; then
   step "fuzz targets, ${fuzz_seconds}s each"
   CC=clang CXX=clang++ cmake -S . -B build/fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DPD_WERROR=ON "${launcher[@]}" -DPD_BUILD_FUZZ=ON -DPD_BUILD_TESTS=OFF -DPD_BUILD_TOOLS=OFF >/dev/null
   cmake --build build/fuzz -j "$jobs"
+  # Each run starts from the seeds of the golden files and the corpus kept in
+  # fuzz/corpus/ (where the last long run ended); what it finds new goes to
+  # build/fuzz/corpus/, never into the repository, and so does a crashing
+  # input (build/fuzz/artifacts/).
+  rm -rf build/fuzz/seeds
+  fuzz/make-seeds.sh build/fuzz/seeds
+  mkdir -p build/fuzz/artifacts
   for target in build/fuzz/fuzz/fuzz_*; do
     [ -x "$target" ] || continue
     name=$(basename "$target")
     corpus=build/fuzz/corpus/$name
     mkdir -p "$corpus"
-    seeds=fuzz/seeds/$name
-    [ -d "$seeds" ] || seeds=
+    kept=fuzz/corpus/$name
+    [ -d "$kept" ] || kept=
     echo "-- $name"
     LSAN_OPTIONS=suppressions=$PWD/tests/lsan.supp PD_PLUGIN_LOG=none \
-      "$target" -max_total_time="$fuzz_seconds" -print_final_stats=1 "$corpus" $seeds 2>&1 |
+      "$target" -max_total_time="$fuzz_seconds" -print_final_stats=1 \
+      -artifact_prefix=build/fuzz/artifacts/"$name"- "$corpus" $kept \
+      build/fuzz/seeds/"$name" 2>&1 |
       grep -E '^(stat::number_of_executed_units|stat::peak_rss_mb|==|SUMMARY|INFO: Running)' || true
     test "${PIPESTATUS[0]}" -eq 0
   done

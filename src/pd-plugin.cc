@@ -233,6 +233,9 @@ int pd_finalize(void *handle) {
   int result = PD_OK;
   if (pd_inst *inst = pd::frame::instance(handle)) {
     sns_nt_finalize(inst->hTransport);
+    // The transport hands nothing back from here on: an upload still under
+    // way ends unheard, and its record is released here.
+    pd::upload::release_all_of(inst);
     std::free(inst);
   } else {
     PD_LOG_ERROR("invalid handle\n\n");
@@ -323,6 +326,7 @@ int pd_send_pluggin_request(void *instance, uint32_t code, void *params, void * 
   // The transport now owns the record, its URL and its body; the composed
   // request itself is the plug-in's and nothing reads it any more.
   std::free(composed);
+  pd::upload::track(inst, upload);
   int e_ret = sns_nt_sendreq(inst->hTransport, request);
   // A refused upload never comes back: its record has no one else to go to.
   if (e_ret != 0) pd::upload::release(upload);

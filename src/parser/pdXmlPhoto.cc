@@ -4,7 +4,7 @@
 // Who owns what. The upload data record is the plug-in's: it travels as the
 // private data of every request of the exchange, which the transport hands
 // back untouched, and pd_response_cb releases it once the exchange is over
-// (see pd::upload::release). Each chunk request, with its URL, header buffer
+// (see pd::upload::release), or pd_finalize when the instance ends first. Each chunk request, with its URL, header buffer
 // and chunk buffer, is the transport's from the moment it is handed to
 // sns_nt_sendreq. The location record belongs to the upload data record; the
 // photo record that ends the exchange belongs to the engine.
@@ -16,6 +16,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
+#include <vector>
 
 #include "frame.h"
 #include "log.h"
@@ -91,6 +93,7 @@ void send_chunk(const sns_nt_response &response, pd_upload_data *upload, char *c
   sns_nt_request *request = pd::frame::new_request(
       inst, {PD_REQ_UPLOAD_PHOTO, SNS_NT_KIND_CHUNK, 9, psz_url, header, chunk, body_length,
              upload, 20, kStep});
+  pd::upload::track(inst, upload);
   // A refused chunk ends the exchange unnoticed by the engine; the
   // transport has released the request, and nothing refers to the upload
   // any more.
@@ -215,9 +218,43 @@ intptr_t last_answer(const sns_nt_response &response, int32_t &status) {
   return parsed;
 }
 
+// The exchanges under way, each with the instance that sent it. Kept beside
+// the instance record, whose layout is the engine's: once an instance's
+// transport is finalized no reply hands its records back, and only this
+// list still knows them. An engine has a few uploads going at most.
+struct UnderWay {
+  pd_upload_data *upload;
+  pd_inst *inst;
+};
+std::mutex g_under_way_mutex;
+std::vector<UnderWay> g_under_way;
+
+// Takes `upload` off the list; the caller holds the mutex.
+void forget(pd_upload_data *upload) {
+  std::erase_if(g_under_way, [upload](const UnderWay &entry) { return entry.upload == upload; });
+}
+
 }  // namespace
 
 namespace pd::upload {
+
+void track(pd_inst *inst, pd_upload_data *upload) {
+  if (upload == nullptr) return;
+  std::lock_guard<std::mutex> lock(g_under_way_mutex);
+  forget(upload);
+  g_under_way.push_back({upload, inst});
+}
+
+void release_all_of(pd_inst *inst) noexcept {
+  std::vector<pd_upload_data *> ended;
+  {
+    std::lock_guard<std::mutex> lock(g_under_way_mutex);
+    for (const UnderWay &entry : g_under_way)
+      if (entry.inst == inst) ended.push_back(entry.upload);
+    std::erase_if(g_under_way, [inst](const UnderWay &entry) { return entry.inst == inst; });
+  }
+  for (pd_upload_data *upload : ended) release(upload);
+}
 
 void location_delete(xml_photo_upload_location *location) noexcept {
   if (location == nullptr) return;
@@ -228,6 +265,10 @@ void location_delete(xml_photo_upload_location *location) noexcept {
 
 void release(pd_upload_data *upload) noexcept {
   if (upload == nullptr) return;
+  {
+    std::lock_guard<std::mutex> lock(g_under_way_mutex);
+    forget(upload);
+  }
   location_delete(upload->pstLocation);
   std::free(upload->pszFileName);
   std::free(upload);

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+#include "pd-plugin/pd_plugin.h"
 #include "pd-plugin/pd_upload.h"
 
 PD_BEGIN_DECLS
@@ -28,6 +29,14 @@ void location_delete(xml_photo_upload_location *location) noexcept;
 // The plug-in calls it once an exchange is over: no request of the exchange
 // is left with the transport, so nothing refers to the record any more.
 void release(pd_upload_data *upload) noexcept;
+
+// Notes that a request of `inst` carrying `upload` goes to the transport:
+// the exchange is under way until release(upload).
+void track(pd_inst *inst, pd_upload_data *upload);
+
+// Releases the records of every exchange of `inst` still under way. Only
+// once the instance's transport is finalized: it hands nothing back after.
+void release_all_of(pd_inst *inst) noexcept;
 
 }  // namespace pd::upload
 

@@ -8,6 +8,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 
 #include "log.h"
 #include "parser/parse_support.h"
@@ -123,10 +124,13 @@ constexpr std::array<ParserRow, kIndexCount> kParsers = [] {
 void ignore_xml_error(void *, xmlError *) {}
 
 // Parses like xmlReadMemory(text, length, no base, no encoding, options 0),
-// on a context of its own so that its error reports stay quiet. The tree is
-// only read, never changed, so libxml2 may keep short texts inside their
-// nodes (XML_PARSE_COMPACT) instead of allocating each: the same tree to
-// every reader, for fewer allocations.
+// on a context of its own so that its error reports stay quiet. A reply
+// that declares an encoding its bytes do not hold is reported without the
+// context, through the thread's handler: that one is quiet too for the
+// length of the parse, and then given back to whoever else uses libxml2 on
+// this thread. The tree is only read, never changed, so libxml2 may keep
+// short texts inside their nodes (XML_PARSE_COMPACT) instead of allocating
+// each: the same tree to every reader, for fewer allocations.
 xmlDoc *read_reply(const char *text) {
   if (text == nullptr) return nullptr;
   size_t length = std::strlen(text);
@@ -134,11 +138,22 @@ xmlDoc *read_reply(const char *text) {
   xmlParserCtxt *context = xmlNewParserCtxt();
   if (context == nullptr) return nullptr;
   context->sax->serror = ignore_xml_error;
+  xmlStructuredErrorFunc thread_handler = xmlStructuredError;
+  void *thread_context = xmlStructuredErrorContext;
+  xmlSetStructuredErrorFunc(nullptr, ignore_xml_error);
   xmlDoc *doc = xmlCtxtReadMemory(context, text, static_cast<int>(length), nullptr, nullptr,
                                   XML_PARSE_COMPACT);
+  xmlSetStructuredErrorFunc(thread_context, thread_handler);
   xmlFreeParserCtxt(context);
   return doc;
 }
+
+// Replies are parsed one at a time in the whole process, also when several
+// instances receive at once on their own transport threads: the activity
+// handler's links choice (LinkType) lives from one reply to the next, and a
+// parse must neither see another's half-made choice nor leave one behind in
+// the middle of it.
+std::mutex g_one_parse_at_a_time;
 
 }  // namespace
 
@@ -154,6 +169,7 @@ void discard_result(uint32_t code, intptr_t result) noexcept {
 extern "C" {
 
 intptr_t __xml_parser(uint32_t code, const char *reply) {
+  std::lock_guard<std::mutex> parsing(g_one_parse_at_a_time);
   intptr_t result = 0;
   // The reply may arrive wrapped in CDATA sections; the markers go before
   // parsing. Without an opening marker nothing would be removed, so the

@@ -93,6 +93,9 @@ class EndToEnd : public ::testing::Test {
     return engine_.notifications()[before];
   }
 
+  // Notifications for `count` requests sent other than through exchange().
+  void expect_sent_elsewhere(size_t count) { expected_ += count; }
+
   // Logs in as Ann; from here on her keys show masked.
   void login() {
     pd_notification done = exchange(PD_REQ_LOGIN, std::vector<const char *>{kAnn[0], kAnn[1]});

@@ -1,7 +1,9 @@
 // The photo upload over the real wire: the add-photo request, then the file
 // in chunks sent from the transport's callback, each answered by
 // gateway-sim, and one notification at the very end.
+#include <chrono>
 #include <set>
+#include <thread>
 
 #include "e2e_fixture.h"
 #include "support/golden.h"
@@ -162,6 +164,27 @@ TEST_F(PhotoUpload, ACutLastAnswerStillLeavesTheWholeFileStored) {
   const xml_photo_album_photo *listed = reinterpret_cast<const xml_photo_album_photo_list *>(album.iResult)->pstPhoto;
   ASSERT_NE(listed, nullptr);
   EXPECT_EQ(sim_.fetch(std::string("/media/") + listed->pszID), file);
+}
+
+// The engine finalizes its instance while a chunk is on the wire: no
+// notification comes, and nothing of the upload is left behind (the
+// sanitizer build's LeakSanitizer sees the process end).
+TEST_F(PhotoUpload, FinalizeWhileAChunkIsOnTheWire) {
+  start({"--delay-ms", "1000", "--fault-path", "/upload/*"});
+  login();
+  photo("photo.jpg", 300000);
+  std::string path = path_of("photo.jpg");
+  ASSERT_EQ(engine_.send(PD_REQ_UPLOAD_PHOTO, std::vector<const char *>{path.c_str(), "al4"}), PD_OK);
+  auto chunk_sent = [&] {
+    for (const RecordedRequest &request : requests())
+      if (request.path.rfind("/upload/", 0) == 0) return true;
+    return false;
+  };
+  for (int waited = 0; waited < 1000 && !chunk_sent(); ++waited)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  ASSERT_TRUE(chunk_sent());
+  engine_.close();
+  EXPECT_EQ(engine_.count(), 1u);  // the login's
 }
 
 }  // namespace

@@ -3,13 +3,17 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <set>
 
 #include "support/release_records.h"
 
 namespace pd_test {
 namespace {
 
-std::atomic<PluginEngine *> g_open_engine{nullptr};
+// The engines open now; a notification reaches the one its pass-through
+// word names.
+std::mutex g_open_mutex;
+std::set<const PluginEngine *> g_open;
 std::atomic<size_t> g_stray{0};
 
 }  // namespace
@@ -20,10 +24,19 @@ PluginEngine::~PluginEngine() {
 }
 
 bool PluginEngine::open() {
-  PluginEngine *none = nullptr;
-  if (handle_ != nullptr || !g_open_engine.compare_exchange_strong(none, this)) return false;
-  if (pd_init(&handle_) != PD_OK ||
-      pd_setattr(handle_, PD_ATTR_ENGINE_CB, PD_ATTR_ENGINE_CB,
+  if (handle_ != nullptr) return false;
+  if (pd_init(&handle_) != PD_OK) {
+    handle_ = nullptr;
+    return false;
+  }
+  // The caller word is the engine's: the plug-in only copies it into every
+  // request it sends.
+  static_cast<pd_inst *>(handle_)->pCallerData = this;
+  {
+    std::lock_guard<std::mutex> lock(g_open_mutex);
+    g_open.insert(this);
+  }
+  if (pd_setattr(handle_, PD_ATTR_ENGINE_CB, PD_ATTR_ENGINE_CB,
                  reinterpret_cast<void *>(&PluginEngine::callback)) != PD_OK) {
     close();
     return false;
@@ -34,8 +47,8 @@ bool PluginEngine::open() {
 void PluginEngine::close() {
   if (handle_ != nullptr) pd_finalize(handle_);
   handle_ = nullptr;
-  PluginEngine *self = this;
-  g_open_engine.compare_exchange_strong(self, nullptr);
+  std::lock_guard<std::mutex> lock(g_open_mutex);
+  g_open.erase(this);
 }
 
 int PluginEngine::send(uint32_t code, void *params) {
@@ -48,20 +61,22 @@ int PluginEngine::send(uint32_t code, std::vector<const char *> words) {
 }
 
 void PluginEngine::callback(pd_notification *notification) {
-  PluginEngine *engine = g_open_engine.load();
-  if (engine == nullptr) {
-    // Nobody may be called once pd_finalize has returned; counted so a
-    // test can tell, and released so the count is the only trace.
-    ++g_stray;
-    release_notification_result(notification->uReqCode, notification->iResult);
-    std::free(notification);
-    return;
-  }
   {
-    std::lock_guard<std::mutex> lock(engine->mutex_);
-    engine->notifications_.push_back(*notification);
-    engine->arrived_.notify_all();
+    std::lock_guard<std::mutex> open_lock(g_open_mutex);
+    auto found = g_open.find(reinterpret_cast<const PluginEngine *>(notification->uPassThrough));
+    if (found != g_open.end()) {
+      auto *engine = const_cast<PluginEngine *>(*found);
+      std::lock_guard<std::mutex> lock(engine->mutex_);
+      engine->notifications_.push_back(*notification);
+      engine->arrived_.notify_all();
+      std::free(notification);
+      return;
+    }
   }
+  // Nobody may be called once pd_finalize has returned; counted so a test
+  // can tell, and released so the count is the only trace.
+  ++g_stray;
+  release_notification_result(notification->uReqCode, notification->iResult);
   std::free(notification);
 }
 

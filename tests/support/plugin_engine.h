@@ -24,8 +24,10 @@ class PluginEngine {
   PluginEngine &operator=(const PluginEngine &) = delete;
 
   // pd_init and pd_setattr(handle, 3, 3, callback). The transport reads its
-  // configuration (SNS_NT_*) here, so set the environment first. One engine
-  // may be open in a process at a time: the callback has no user word.
+  // configuration (SNS_NT_*) here, so set the environment first. Several
+  // engines may be open at once: each puts its address in its instance's
+  // caller word, which our transport hands back as every notification's
+  // pass-through word.
   bool open();
   // pd_finalize: no notification arrives after it returns, so the count is
   // final from here on. Results stay held until release_all().
