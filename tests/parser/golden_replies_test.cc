@@ -105,7 +105,9 @@ TEST_P(GoldenReplies, ParseIntoTheirDumps) {
                             ? __xml_parser(static_cast<uint32_t>(family.index), reply.c_str())
                             : walk_with(family.handler, reply);
       std::string written = ::testing::internal::GetCapturedStderr();
-      if (family.index >= 0) EXPECT_EQ(written, "");
+      if (family.index >= 0) {
+        EXPECT_EQ(written, "");
+      }
       EXPECT_TRUE(matches_golden("replies/" + std::string(family.dir) + "/" + name + ".dump",
                                  family.dump(result)));
       if (family.index >= 0) release_result(static_cast<uint32_t>(family.index), result);
