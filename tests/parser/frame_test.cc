@@ -51,7 +51,7 @@ TEST(Walk, VisitsEveryNamedNodeInDocumentOrderParentsFirst) {
   intptr_t result = 0;
   EXPECT_EQ(__xml_parser_explore(8, 0, nullptr, xmlDocGetRootElement(doc), &result), &result);
   EXPECT_EQ(dump_friends(result), read_data("replies/friends/entity_references.dump"));
-  release_friends(result);
+  release_result(PD_PARSER_FRIENDS, result);
   xmlFreeDoc(doc);
 }
 
@@ -72,7 +72,7 @@ void *walk_deep_tree(void *count) {
   auto *record = reinterpret_cast<xml_friend_grouping_retrieve *>(result);
   EXPECT_NE(record->pstFriend, nullptr);
   EXPECT_EQ(record->pstFriend->pstNext, nullptr);
-  release_friends(result);
+  release_result(PD_PARSER_FRIENDS, result);
   xmlFreeDoc(doc);
   return nullptr;
 }
@@ -126,7 +126,7 @@ TEST(BadReplies, ATenMegabyteReplyIsReadWhole) {
   EXPECT_EQ(count, friends);
   EXPECT_EQ(std::string(last->pszID), std::to_string(friends - 1));
   EXPECT_EQ(std::string(last->pszStatus), std::string(200, 'w'));
-  release_friends(result);
+  release_result(PD_PARSER_FRIENDS, result);
 }
 
 // The list operations keep working when an engine calls them itself, also
@@ -141,7 +141,7 @@ TEST(Lists, AppendAndLastOutsideAParse) {
   EXPECT_EQ(first->pstNext, second);
   EXPECT_EQ(__xml_friend_get_last_friend(friends), second->pstNext);
   EXPECT_EQ(__xml_friend_get_last_friend(nullptr), nullptr);
-  release_friends(reinterpret_cast<intptr_t>(friends));
+  release_result(PD_PARSER_FRIENDS, reinterpret_cast<intptr_t>(friends));
 
   xml_comment_post_comment *head = nullptr;
   xml_comment_post_comment *a = __xml_comment_post_comment_init(&head);
@@ -219,7 +219,7 @@ TEST(Printers, WriteTheirFieldsOnStandardOutput) {
   log.clear();
   __db_friend_print(&flat);
   EXPECT_EQ(log.records().at(0).text, "id                     [" + std::string(100, 'x') + "]\n");
-  release_login(result);
+  release_result(PD_PARSER_LOGIN, result);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "frame/frame_fixture.h"
+#include "parser/pd_parser.h"
 #include "pd-plugin/pd_settings.h"
 #include "record_dump.h"
 #include "settings.h"
@@ -47,7 +48,7 @@ TEST_F(ParsedReplies, ALoginStoresItsKeysAndHandsTheRecordToTheEngine) {
   EXPECT_EQ(setting(PD_SETTING_PERSIST_KEY), "pk-55e0c1d2");
   // The login people id stays in the record only.
   EXPECT_EQ(setting(PD_SETTING_LOGIN_PEOPLE_ID), "<unset>");
-  release_login(result);
+  release_result(PD_PARSER_LOGIN, result);
 }
 
 // A missing key is a null text, which GConf refuses: the stored keys stay.
@@ -57,7 +58,7 @@ TEST_F(ParsedReplies, ALoginWithoutKeysLeavesTheStoredOnes) {
   answer(PD_REQ_LOGIN, "login/without_session_key.xml");
   EXPECT_EQ(setting(PD_SETTING_SESSION_KEY), "old-session");
   EXPECT_EQ(setting(PD_SETTING_PERSIST_KEY), "old-persist");
-  release_login(last_result());
+  release_result(PD_PARSER_LOGIN, last_result());
 }
 
 TEST_F(ParsedReplies, AFailedLoginLeavesTheKeysAlone) {

@@ -132,7 +132,7 @@ TEST(LinkTypeChoice, StartsAtZeroAndOutlivesItsReply) {
   };
   for (const auto &[file, after] : replies) {
     std::string reply = read_data(std::string("replies/activity/") + file + ".xml");
-    release_activity(__xml_parser(PD_PARSER_ACTIVITY, reply.c_str()));
+    release_result(PD_PARSER_ACTIVITY, __xml_parser(PD_PARSER_ACTIVITY, reply.c_str()));
     EXPECT_EQ(LinkType, after) << file;
   }
 }
@@ -198,7 +198,7 @@ TEST(Lists, PeopleAndMessageOperationsOnTheirOwn) {
   xml_people_search_people *last = __xml_people_search_people_init(search);
   EXPECT_EQ(__xml_poeple_get_last_profile(search), last);
   EXPECT_NE(last->pstMood, nullptr);
-  release_people_search(reinterpret_cast<intptr_t>(search));
+  release_result(PD_PARSER_PEOPLE_SEARCH, reinterpret_cast<intptr_t>(search));
 
   // The profile records are released whole, every list followed.
   xml_people_profile_get *profile = __xml_people_profile_get_init();
@@ -231,7 +231,7 @@ TEST(Lists, PeopleAndMessageOperationsOnTheirOwn) {
   EXPECT_EQ(__xml_message_folder_receivers_get_last_recievers(message), group);
   EXPECT_EQ(__xml_message_folder_get_last_reciever(group), receiver);
   EXPECT_EQ(__xml_message_folder_get_last_reciever(nullptr), nullptr);
-  release_message_folder(reinterpret_cast<intptr_t>(folder));
+  release_result(PD_PARSER_MESSAGE_FOLDER, reinterpret_cast<intptr_t>(folder));
 
   // A new post holder replaces, and releases, the one before.
   xml_message_post *post = __xml_message_post_init();
