@@ -5,20 +5,18 @@
 #include <gtest/gtest.h>
 
 #include <map>
-#include <optional>
 #include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "composer/pd_composer.h"
+#include "rows.h"
 #include "support/golden.h"
 #include "support/log_capture.h"
 
 namespace pd_test {
 namespace {
-
-using Text = std::optional<std::string>;  // nullopt: no text
 
 // One argument of a call: a text, or a record ([Type row | row ...]).
 struct Arg {
@@ -33,30 +31,6 @@ struct Call {
   int number = 0;
   std::string arguments;  // as written, "$" not yet filled in
 };
-
-// Splits the arguments into texts, "~", "[", "|" and "]"; "$" becomes `fill`.
-std::vector<std::pair<Text, char>> tokens(const std::string &line, const std::string &fill) {
-  std::vector<std::pair<Text, char>> out;  // (text, or the punctuation char)
-  for (size_t i = 0; i < line.size();) {
-    char c = line[i];
-    if (c == ' ') { ++i; continue; }
-    if (c == '[' || c == '|' || c == ']') { out.push_back({std::nullopt, c}), ++i; continue; }
-    std::string text;
-    if (c == '"') {
-      for (++i; line.at(i) != '"'; ++i) {
-        if (line[i] != '\\') { text += line[i]; continue; }
-        char e = line.at(++i);
-        if (e == 'x') text += static_cast<char>(std::stoi(line.substr(i + 1, 2), nullptr, 16)), i += 2;
-        else text += e;
-      }
-      out.push_back({text, 0}), ++i;
-      continue;
-    }
-    while (i < line.size() && std::string(" []|").find(line[i]) == std::string::npos) text += line[i++];
-    out.push_back({text == "~" ? Text{} : text == "$" ? Text{fill} : Text{text}, text == "~" ? '~' : 0});
-  }
-  return out;
-}
 
 Args parse(const std::string &arguments, const std::string &fill) {
   Args args;
@@ -135,8 +109,7 @@ const std::map<std::string, Builder> kBuilders = {
 
 std::vector<Call> calls(const std::string &kind) {
   std::vector<Call> out;
-  std::istringstream in(read_data("requests/builders.txt"));
-  for (std::string line; std::getline(in, line);) {
+  for (const std::string &line : data_lines("requests/builders.txt")) {
     Call c;
     std::istringstream fields(line);
     if (!(fields >> c.kind >> c.name >> c.number >> c.builder) || c.kind != kind) continue;
