@@ -1,2 +1,0 @@
-/* Every public header compiles as C++ too. */
-#include "all_headers.c"
