@@ -48,9 +48,14 @@ TEST(Walk, VisitsEveryNamedNodeInDocumentOrderParentsFirst) {
   xmlDoc *doc = xmlReadMemory(xml.data(), static_cast<int>(xml.size()), nullptr, nullptr, 0);
   ASSERT_NE(doc, nullptr);
   EXPECT_TRUE(matches_golden("replies/walk/order.dump", walk_dump(xmlDocGetRootElement(doc))));
-  // The frame's own walk hands the same nodes to a handler and gives back
-  // the result address it was given.
+  // The frame's own walk hands the same nodes to a handler, text and comment
+  // nodes too while traced, and gives back the result address it was given.
+  LogCapture log;
   intptr_t result = 0;
+  __xml_parser_explore(PD_PARSER_ACTIVITY, 0, nullptr, xmlDocGetRootElement(doc), &result);
+  EXPECT_TRUE(matches_golden("parser/walk_order.trace", log.text(Channel::out)));
+  release_result(PD_PARSER_ACTIVITY, result);
+  result = 0;
   EXPECT_EQ(__xml_parser_explore(8, 0, nullptr, xmlDocGetRootElement(doc), &result), &result);
   EXPECT_EQ(dump_friends(result), read_data("replies/friends/entity_references.dump"));
   release_result(PD_PARSER_FRIENDS, result);
