@@ -75,7 +75,9 @@ void *walk_deep_tree(void *count) {
   *static_cast<uint32_t *>(count) = deepest;
   intptr_t result = 0;
   __xml_parser_explore(8, 0, nullptr, xmlDocGetRootElement(doc), &result);
-  // Only the friend right under the root is one.
+  // Only the friend right under the root is one, as it is only under a
+  // "Response" when a handler is called on its own.
+  xml_friend_grouping_retrieve_parser(1, "Friends", xmlDocGetRootElement(doc)->children, &result);
   auto *record = reinterpret_cast<xml_friend_grouping_retrieve *>(result);
   EXPECT_NE(record->pstFriend, nullptr);
   EXPECT_EQ(record->pstFriend->pstNext, nullptr);
