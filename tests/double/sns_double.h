@@ -13,25 +13,18 @@ namespace sns_double {
 
 struct Recorded {
   sns_nt_request *request;  // the record as handed over (owned by the double)
-  std::string url;
-  std::string header;
+  std::string url, header;
   std::string body;         // the bytes that would go on the wire
   uint32_t upload_state;    // of the upload data record at send time
-  uint32_t upload_offset;
 };
 
-struct Counters {
-  int init = 0, connect = 0, setattr = 0, sendreq = 0, finalize = 0;
-};
-
-// Forgets every request (releasing them as the transport would) and every
-// counter, and restores the default results (all 0).
+// Forgets every request (releasing them as the transport would) and the
+// finalize count, and makes init and connect succeed again.
 void reset();
+// What the next sns_nt_init and sns_nt_connect return.
+void set_results(int init, int connect);
+int finalized();
 
-// Results that the next calls return.
-void set_results(int init, int connect, int sendreq);
-
-Counters counters();
 std::vector<Recorded> requests();
 size_t request_count();
 

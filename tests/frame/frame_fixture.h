@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <mutex>
 #include <vector>
 
@@ -42,6 +43,20 @@ class FrameTest : public ::testing::Test {
   std::vector<pd_notification> notifications() const {
     std::lock_guard<std::mutex> lock(g_notification_mutex);
     return g_notifications;
+  }
+  // Delivers a reply as the transport would, for a request of this instance.
+  void reply(uint32_t code, uint32_t status, const char *body, void *priv = nullptr,
+             uint32_t id = 41, uintptr_t pass_through = 0xfeed) {
+    sns_nt_response response{};
+    response.uReqId = id;
+    response.uReqCode = code;
+    response.uHttpStatus = status;
+    response.pBody = const_cast<char *>(body);
+    response.uBodyLen = body ? static_cast<uint32_t>(std::strlen(body)) : 0;
+    response.pInstance = handle_;
+    response.uPassThrough = pass_through;
+    response.pPrivData = priv;
+    sns_double::deliver(inst()->hTransport, &response);
   }
 
   void *handle_ = nullptr;

@@ -12,8 +12,7 @@ namespace pd_test {
 
 // What gconftool-2 reads for a key: the empty text also when it is unset.
 inline std::string gconftool_get(const std::string &key) {
-  std::string command = "gconftool-2 --get " + key + " 2>/dev/null";
-  std::FILE *pipe = popen(command.c_str(), "r");
+  std::FILE *pipe = popen(("gconftool-2 --get " + key + " 2>/dev/null").c_str(), "r");
   if (pipe == nullptr) return "<popen failed>";
   std::string out;
   char chunk[256];
@@ -24,8 +23,7 @@ inline std::string gconftool_get(const std::string &key) {
 }
 
 inline void gconftool_set(const std::string &key, const std::string &value) {
-  std::string command = "gconftool-2 --type string --set " + key + " '" + value + "'";
-  ASSERT_EQ(std::system(command.c_str()), 0);
+  ASSERT_EQ(std::system(("gconftool-2 --type string --set " + key + " '" + value + "'").c_str()), 0);
 }
 
 }  // namespace pd_test
