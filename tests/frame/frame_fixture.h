@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
+#include <regex>
+#include <string>
 #include <vector>
 
 #include "pd-plugin/pd_plugin.h"
@@ -25,6 +27,11 @@ inline void engine_callback(pd_notification *notification) {
   std::lock_guard<std::mutex> lock(g_notification_mutex);
   g_notifications.push_back(*notification);
   std::free(notification);
+}
+
+// Log text with the addresses it prints masked: they differ from run to run.
+inline std::string without_addresses(const std::string &log) {
+  return std::regex_replace(log, std::regex("0x[0-9a-f]+"), "0x...");
 }
 
 class FrameTest : public ::testing::Test {

@@ -4,7 +4,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <regex>
 #include <string>
 
 #include "frame_fixture.h"
@@ -14,11 +13,6 @@
 
 namespace pd_test {
 namespace {
-
-// Addresses differ from run to run.
-std::string without_addresses(const std::string &log) {
-  return std::regex_replace(log, std::regex("0x[0-9a-f]+"), "0x...");
-}
 
 TEST(EntryPoints, InitBindsTheTransportWhateverItSaysAndFinalizeReleasesIt) {
   sns_double::reset();
