@@ -6,21 +6,16 @@
 #include "pd-plugin/pd_upload.h"
 
 namespace {
-
-struct Handle {
-  sns_nt_response_cb callback = nullptr;
-};
-
-std::recursive_mutex g_mutex;  // respond() may be re-entered from the callback
+std::recursive_mutex g_mutex;  // a callback may send again
 std::vector<sns_double::Recorded> g_requests;
 int g_init_result = 0, g_connect_result = 0, g_finalized = 0;
-
+using Lock = std::lock_guard<std::recursive_mutex>;
 }  // namespace
 
 namespace sns_double {
 
 void reset() {
-  std::lock_guard<std::recursive_mutex> lock(g_mutex);
+  Lock lock(g_mutex);
   for (Recorded &recorded : g_requests) {
     std::free(recorded.request->pszUrl);
     std::free(recorded.request->pheader);
@@ -32,41 +27,24 @@ void reset() {
 }
 
 void set_results(int init, int connect) {
-  std::lock_guard<std::recursive_mutex> lock(g_mutex);
+  Lock lock(g_mutex);
   g_init_result = init;
   g_connect_result = connect;
 }
 
-int finalized() {
-  std::lock_guard<std::recursive_mutex> lock(g_mutex);
-  return g_finalized;
-}
-
-std::vector<Recorded> requests() {
-  std::lock_guard<std::recursive_mutex> lock(g_mutex);
-  return g_requests;
-}
-
+int finalized() { Lock lock(g_mutex); return g_finalized; }
+std::vector<Recorded> requests() { Lock lock(g_mutex); return g_requests; }
 size_t request_count() { return requests().size(); }
-
-sns_nt_response_cb callback(sns_nt_handle handle) {
-  return handle ? static_cast<Handle *>(handle)->callback : nullptr;
-}
+sns_nt_response_cb callback(sns_nt_handle handle) { return handle ? *static_cast<sns_nt_response_cb *>(handle) : nullptr; }
 
 int respond(size_t index, uint32_t http_status, const char *body, uintptr_t pass_through) {
   std::vector<Recorded> recorded = requests();
   if (index >= recorded.size()) return -1;
   const sns_nt_request &request = *recorded[index].request;
   std::string owned = body ? body : "";
-  sns_nt_response response{};
-  response.uReqId = request.uReqId;
-  response.uReqCode = request.uReqCode;
-  response.uHttpStatus = http_status;
-  response.pBody = body ? owned.data() : nullptr;
-  response.uBodyLen = static_cast<uint32_t>(owned.size());
-  response.pInstance = request.pInstance;
-  response.uPassThrough = pass_through;
-  response.pPrivData = request.pPrivData;
+  sns_nt_response response{0, request.uReqId, request.uReqCode, http_status, 0,
+                           body ? owned.data() : nullptr, static_cast<uint32_t>(owned.size()), 0,
+                           request.pInstance, pass_through, request.pPrivData};
   return deliver(request.hTransport, &response);
 }
 
@@ -77,22 +55,23 @@ int deliver(sns_nt_handle handle, void *response) {
 
 }  // namespace sns_double
 
+// A handle is the callback it was given.
 extern "C" {
 
 int sns_nt_init(sns_nt_handle *out) {
-  std::lock_guard<std::recursive_mutex> lock(g_mutex);
-  if (out) *out = new Handle;
+  if (out) *out = new sns_nt_response_cb(nullptr);
+  Lock lock(g_mutex);
   return g_init_result;
 }
 
 int sns_nt_connect(sns_nt_handle) {
-  std::lock_guard<std::recursive_mutex> lock(g_mutex);
+  Lock lock(g_mutex);
   return g_connect_result;
 }
 
 int sns_nt_setattr(sns_nt_handle h, int id, int kind, void *value) {
   if (h && id == SNS_NT_ATTR_RESPONSE_CB && kind == 1)
-    static_cast<Handle *>(h)->callback = reinterpret_cast<sns_nt_response_cb>(value);
+    *static_cast<sns_nt_response_cb *>(h) = reinterpret_cast<sns_nt_response_cb>(value);
   return 0;
 }
 
@@ -107,15 +86,15 @@ int sns_nt_sendreq(sns_nt_handle, void *record) {
     if (upload) recorded.upload_state = upload->uState;
   }
   if (request->pBody) recorded.body.assign(request->pBody, length);
-  std::lock_guard<std::recursive_mutex> lock(g_mutex);
+  Lock lock(g_mutex);
   g_requests.push_back(std::move(recorded));
   return 0;
 }
 
 int sns_nt_finalize(sns_nt_handle h) {
-  std::lock_guard<std::recursive_mutex> lock(g_mutex);
+  delete static_cast<sns_nt_response_cb *>(h);
+  Lock lock(g_mutex);
   ++g_finalized;
-  delete static_cast<Handle *>(h);
   return 0;
 }
 

@@ -1,7 +1,7 @@
-// Counts the messages on the session bus while a piece of work runs: a
-// connection of this process becomes a bus monitor and sees everything
-// between two marks that another connection of its own sends. Free of
-// GoogleTest so benchmarks can use it too.
+// Counts the messages on the session bus while a piece of work runs: one
+// connection of this process becomes a bus monitor and keeps what it sees
+// between two marks that another connection sends. Free of GoogleTest so
+// benchmarks can use it too.
 #ifndef PD_TESTS_SUPPORT_BUS_COUNT_H
 #define PD_TESTS_SUPPORT_BUS_COUNT_H
 
@@ -18,20 +18,17 @@ class BusCount {
   ~BusCount();
   BusCount(const BusCount &) = delete;
   BusCount &operator=(const BusCount &) = delete;
-
-  // Marks the start of the work and waits until the monitor has seen the
-  // mark; false when there is no bus or it refuses a monitor.
+  // Each marks the start or the end of the work and waits until the monitor
+  // has seen the mark; false without a bus or a monitor.
   bool begin() { return mark("Begin"); }
-  // Marks its end, the same way.
   bool end() { return mark("End"); }
-  // The messages seen between the last begin() and the end() after it, one
-  // line each: type, sender, destination, interface and member.
+  // The messages seen between begin() and end(): type, sender, destination,
+  // interface and member, tab-separated.
   std::vector<std::string> messages() const { return seen_; }
 
  private:
   bool mark(const char *member);
-
-  DBusConnection *monitor_ = nullptr, *marks_ = nullptr;
+  DBusConnection *monitor_, *marks_;
   std::vector<std::string> seen_;
 };
 
