@@ -1,19 +1,22 @@
 // A plug-in instance bound to the transport double, with the engine's
-// callback collecting every notification.
+// callback collecting every notification; and the helpers its tests share.
 #ifndef PD_TESTS_FRAME_FRAME_FIXTURE_H
 #define PD_TESTS_FRAME_FRAME_FIXTURE_H
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <regex>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "pd-plugin/pd_plugin.h"
 #include "sns_double.h"
+#include "support/golden.h"
 #include "support/log_capture.h"
 
 namespace pd_test {
@@ -32,6 +35,32 @@ inline void engine_callback(pd_notification *notification) {
 // Log text with the addresses it prints masked: they differ from run to run.
 inline std::string without_addresses(const std::string &log) {
   return std::regex_replace(log, std::regex("0x[0-9a-f]+"), "0x...");
+}
+
+// The rows of a table under tests/data: fields split at '|', blank lines and
+// '#' lines skipped.
+inline std::vector<std::vector<std::string>> data_rows(const std::string &relative) {
+  std::vector<std::vector<std::string>> rows;
+  std::istringstream in(read_data(relative));
+  for (std::string line; std::getline(in, line);) {
+    if (line.empty() || line[0] == '#') continue;
+    std::istringstream fields(line);
+    rows.emplace_back();
+    for (std::string field; std::getline(fields, field, '|');) rows.back().push_back(field);
+  }
+  return rows;
+}
+
+// Another program's view of the settings: gconftool-2 in the same session.
+// A key it cannot read (also an unset one) reads as the empty text.
+inline std::string gconftool(const std::string &arguments) {
+  std::FILE *pipe = popen(("gconftool-2 " + arguments + " 2>/dev/null").c_str(), "r");
+  std::string out;
+  char chunk[256];
+  while (size_t n = pipe ? std::fread(chunk, 1, sizeof chunk, pipe) : 0) out.append(chunk, n);
+  if (pipe) pclose(pipe);
+  if (!out.empty() && out.back() == '\n') out.pop_back();
+  return out;
 }
 
 class FrameTest : public ::testing::Test {
@@ -54,15 +83,9 @@ class FrameTest : public ::testing::Test {
   // Delivers a reply as the transport would, for a request of this instance.
   void reply(uint32_t code, uint32_t status, const char *body, void *priv = nullptr,
              uint32_t id = 41, uintptr_t pass_through = 0xfeed) {
-    sns_nt_response response{};
-    response.uReqId = id;
-    response.uReqCode = code;
-    response.uHttpStatus = status;
-    response.pBody = const_cast<char *>(body);
-    response.uBodyLen = body ? static_cast<uint32_t>(std::strlen(body)) : 0;
-    response.pInstance = handle_;
-    response.uPassThrough = pass_through;
-    response.pPrivData = priv;
+    sns_nt_response response{0, id, code, status, 0, const_cast<char *>(body),
+                             body ? static_cast<uint32_t>(std::strlen(body)) : 0, 0, handle_,
+                             pass_through, priv};
     sns_double::deliver(inst()->hTransport, &response);
   }
 

@@ -44,30 +44,17 @@ TEST(EntryPoints, NullHandlesAreRefusedWithAnErrorLine) {
 }
 
 TEST_F(FrameTest, OnlyMatchingAttributePairsAct) {
-  std::string long_text(100, 'a');
-  long_text[62] = 'z';
-  const std::string kept = long_text.substr(0, 63);
-  struct Row {
-    int id, kind;
-    void *value;
-    int result;
-    const char *text1, *text2;
-  };
-  const Row rows[] = {
-      {1, 2, const_cast<char *>("x"), 0, "", ""},
-      {2, 1, const_cast<char *>("x"), 0, "", ""},
-      {4, 4, const_cast<char *>("x"), 0, "", ""},
-      {3, 1, reinterpret_cast<void *>(&std::abort), 0, "", ""},
-      {2, 2, const_cast<char *>("second"), 0, "", "second"},
-      {1, 1, long_text.data(), 0, kept.c_str(), "second"},
-      {1, 1, nullptr, 3, kept.c_str(), "second"},
-      {3, 3, nullptr, 3, kept.c_str(), "second"},
-  };
+  const std::string long_text = std::string(62, 'a') + std::string(38, 'z'), kept = long_text.substr(0, 63);
+  void *x = const_cast<char *>("x"), *second = const_cast<char *>("second");
+  // id, kind, value, then "result|first text|second text" after the call.
+  const std::tuple<int, int, void *, std::string> rows[] = {
+      {1, 2, x, "0||"},  {2, 1, x, "0||"}, {4, 4, x, "0||"}, {3, 1, reinterpret_cast<void *>(&std::abort), "0||"},
+      {2, 2, second, "0||second"}, {1, 1, const_cast<char *>(long_text.c_str()), "0|" + kept + "|second"},
+      {1, 1, nullptr, "3|" + kept + "|second"}, {3, 3, nullptr, "3|" + kept + "|second"}};
   LogCapture log;
-  for (const Row &row : rows) {
-    EXPECT_EQ(pd_setattr(handle_, row.id, row.kind, row.value), row.result) << row.id << row.kind;
-    EXPECT_STREQ(inst()->szAttribute1, row.text1) << row.id << row.kind;
-    EXPECT_STREQ(inst()->szAttribute2, row.text2) << row.id << row.kind;
+  for (const auto &[id, kind, value, after] : rows) {
+    int result = pd_setattr(handle_, id, kind, value);
+    EXPECT_EQ(std::to_string(result) + "|" + inst()->szAttribute1 + "|" + inst()->szAttribute2, after) << id << kind;
   }
   EXPECT_EQ(inst()->pfnEngineCb, &engine_callback);
   EXPECT_TRUE(matches_golden("frame/setattr.log", log.all()));
@@ -105,10 +92,9 @@ TEST(LogSink, LevelsSilenceChannelsWithoutFormatting) {
   const std::string big(100000, 'x');
   PD_LOG_DEBUG("%s\n\n", big.c_str());
   using pd::log::Channel;
-  const Channel channels[] = {Channel::error, Channel::out, Channel::err, Channel::debug};
-  std::vector<LogRecord> records = log.records();
-  ASSERT_EQ(records.size(), std::size(channels));
-  for (size_t i = 0; i < records.size(); ++i) EXPECT_EQ(records[i].channel, channels[i]) << i;
+  std::vector<Channel> channels;
+  for (const LogRecord &record : log.records()) channels.push_back(record.channel);
+  EXPECT_EQ(channels, std::vector<Channel>({Channel::error, Channel::out, Channel::err, Channel::debug}));
   EXPECT_EQ(log.all(), "[PD-PLUGIN-ERROR]tests/frame:TestBody:N: error 1\n\nout (null)\nerr\n"
                        "[PD-PLUGIN-DEBUG]tests/frame:TestBody:N: " + big + "\n\n");
 }
@@ -150,46 +136,32 @@ TEST_F(FrameTest, OnlyServedCodesAreSent) {
   EXPECT_EQ(sns_double::requests()[1].url, "http://gateway.palisade.example:80/palisade/photo/album");
 }
 
-// Each reply as the transport delivers it, then what the plug-in logged and
-// what the engine heard, against one golden transcript.
+// Each reply of the table as the transport delivers it, then what the
+// plug-in logged and what the engine heard, against a golden transcript.
 TEST_F(FrameTest, EveryReplyBecomesOneNotification) {
-  pd_upload_data *upload = sns_photo_upload_init("/tmp/photo.jpg");  // released by the plug-in
-  struct Row {
-    uint32_t code, status;
-    const char *body;
-    void *priv;
-  };
-  const Row rows[] = {
-      {0, 404, "<Response SessionKey=\"k\"/>", nullptr},  // not OK: no parser, no body line
-      {0, 200, "<Root/>", nullptr},  {4, 200, "<Root/>", nullptr},  {5, 200, "<Root/>", nullptr},
-      {8, 200, "<Root/>", nullptr},  {11, 200, "<Root/>", nullptr}, {12, 200, "<Root/>", nullptr},
-      {13, 200, "<Root/>", nullptr}, {17, 200, "<Root/>", nullptr}, {18, 200, "<Root/>", nullptr},
-      {29, 200, "<Root/>", nullptr}, {30, 200, "<Root/>", nullptr}, {32, 200, "<Root/>", nullptr},
-      {34, 200, "<Root/>", nullptr}, {28, 200, "<Root/>", nullptr}, {35, 200, "<Root/>", nullptr},
-      {1, 200, "<Root/>", nullptr},  {29, 200, nullptr, nullptr},   {0, 0, nullptr, nullptr},
-      {9, 200, "<Root/>", nullptr},  // an upload reply without its record is silent
-      {9, 200, nullptr, upload},     // the exchange ends with a null result
-  };
   std::string transcript;
-  for (const Row &row : rows) {
+  size_t replies = 0;
+  for (const auto &row : data_rows("frame/replies.rows")) {
     LogCapture log;
     size_t before = notifications().size();
-    reply(row.code, row.status, row.body, row.priv);
-    transcript += "== reply " + std::to_string(row.code) + " " + std::to_string(row.status) + "\n" +
-                  log.all();
-    for (size_t i = before; i < notifications().size(); ++i) {
-      const pd_notification n = notifications()[i];
+    // The plug-in releases the upload record when the exchange ends.
+    reply(std::stoul(row[0]), std::stoul(row[1]), row[2] == "-" ? nullptr : row[2].c_str(),
+          row.size() > 3 ? sns_photo_upload_init("/tmp/photo.jpg") : nullptr);
+    transcript += "== reply " + row[0] + " " + row[1] + "\n" + log.all();
+    std::vector<pd_notification> got = notifications();
+    for (const pd_notification &n : std::vector(got.begin() + before, got.end())) {
       char line[160];
       std::snprintf(line, sizeof line, "-> marker %d code %u status %u id %u reserved %u result %s pass %lu\n",
-                    n.iMarker, n.uReqCode, n.uHttpStatus, n.uReqId, n.uReserved,
-                    n.iResult == 0 ? "null" : "set", static_cast<unsigned long>(n.uPassThrough));
+                    n.iMarker, n.uReqCode, n.uHttpStatus, n.uReqId, n.uReserved, n.iResult == 0 ? "null" : "set",
+                    static_cast<unsigned long>(n.uPassThrough));
       transcript += line;
     }
+    ++replies;
   }
+  // A null reply, a reply naming no instance and one to an instance without
+  // an engine callback reach no one.
   LogCapture log;
   EXPECT_EQ(pd_response_cb(nullptr), 0);
-  // A reply naming no instance, and one to an instance without an engine
-  // callback, reach no one.
   sns_nt_response orphan{};
   orphan.uHttpStatus = 200;
   EXPECT_EQ(pd_response_cb(&orphan), 0);
@@ -197,7 +169,7 @@ TEST_F(FrameTest, EveryReplyBecomesOneNotification) {
   reply(0, 200, "<Response/>");
   reply(28, 500, nullptr);
   transcript += "== null, orphan and no engine callback\n" + log.all();
-  EXPECT_EQ(notifications().size(), std::size(rows) - 1);
+  EXPECT_EQ(notifications().size(), replies - 1);
   EXPECT_TRUE(matches_golden("frame/replies.transcript", without_addresses(transcript)));
 }
 

@@ -1,20 +1,13 @@
 // The D-Bus session ends under a running plug-in: requests are refused and
 // nothing hangs. The case starts (and ends) a session bus of its own.
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <string>
-
-#include "log.h"
-#include "pd-plugin/pd_plugin.h"
+#include "frame_fixture.h"
 #include "pd-plugin/pd_settings.h"
 #include "settings.h"
-#include "sns_double.h"
 
+namespace pd_test {
 namespace {
 
 TEST(SessionEnd, RequestsAreRefusedOnceTheBusIsGone) {
@@ -25,8 +18,7 @@ TEST(SessionEnd, RequestsAreRefusedOnceTheBusIsGone) {
   FILE *bus = popen("dbus-daemon --session --fork --print-address=1 --print-pid=1", "r");
   ASSERT_NE(bus, nullptr);
   char address[512] = {}, pid[32] = {};
-  ASSERT_NE(std::fgets(address, sizeof address, bus), nullptr);
-  ASSERT_NE(std::fgets(pid, sizeof pid, bus), nullptr);
+  ASSERT_TRUE(std::fgets(address, sizeof address, bus) && std::fgets(pid, sizeof pid, bus));
   pclose(bus);
   address[std::strcspn(address, "\n")] = '\0';
   setenv("DBUS_SESSION_BUS_ADDRESS", address, 1);
@@ -38,14 +30,12 @@ TEST(SessionEnd, RequestsAreRefusedOnceTheBusIsGone) {
   std::string key;
   EXPECT_EQ(pd::settings::read(PD_SETTING_SESSION_KEY, key), 1);
   EXPECT_EQ(key, "k-1");
-
-  const pid_t daemon = static_cast<pid_t>(std::atoi(pid));
-  ASSERT_EQ(kill(daemon, SIGTERM), 0);
   // The bus daemon is not our child: wait until it is gone, and with it
   // every connection it served.
+  const pid_t daemon = static_cast<pid_t>(std::atoi(pid));
+  ASSERT_EQ(kill(daemon, SIGTERM), 0);
   for (int i = 0; i < 1000 && kill(daemon, 0) == 0; ++i) usleep(10000);
   ASSERT_NE(kill(daemon, 0), 0);
-
   for (int i = 0; i < 3; ++i) {
     EXPECT_EQ(pd_sendreq(handle, PD_REQ_FRIENDS, nullptr, nullptr), 3);
     EXPECT_EQ(pd::settings::read(PD_SETTING_SESSION_KEY, key), 0);
@@ -58,3 +48,4 @@ TEST(SessionEnd, RequestsAreRefusedOnceTheBusIsGone) {
 }
 
 }  // namespace
+}  // namespace pd_test

@@ -1,11 +1,16 @@
-// The seven settings on real GConf, inside a private D-Bus session.
-#include <string>
+// The seven settings on real GConf inside a private D-Bus session, and as
+// the requests see them while other programs, the configuration daemon and
+// the engine's main loop do their part.
+#include <glib.h>
 
-#include "gconftool.h"
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "frame_fixture.h"
 #include "pd-plugin/pd_settings.h"
 #include "settings.h"
-#include "support/golden.h"
-#include "support/log_capture.h"
+#include "support/bus_count.h"
 
 namespace pd_test {
 namespace {
@@ -15,44 +20,48 @@ namespace {
 TEST(Settings, BeforeInitBothAccessorsRefuse) {
   LogCapture log;
   char buffer[16] = "untouched";
-  EXPECT_EQ(sns_gconf_get_string(1, buffer), 0);
-  EXPECT_EQ(sns_gconf_set_string(1, "x"), 0);
+  EXPECT_EQ(sns_gconf_get_string(1, buffer) + sns_gconf_set_string(1, "x"), 0);
   EXPECT_STREQ(buffer, "untouched");
   // The getter brackets first; the setter refuses before its START line.
   EXPECT_TRUE(matches_golden("frame/settings-before-init.log", log.all()));
 }
 
-class SettingsStore : public ::testing::Test {
- protected:
-  void SetUp() override { ASSERT_EQ(sns_gconf_init(), 1); }
-  static std::string read(uint32_t index) {
-    std::string value = "<unset>";
-    int found = pd::settings::read(index, value);
-    return std::to_string(found) + ":" + value;
-  }
-};
+// What the bounded reader finds: "found:value".
+std::string read(uint32_t index) {
+  std::string value = "<unset>";
+  int found = pd::settings::read(index, value);
+  return std::to_string(found) + ":" + value;
+}
 
-TEST_F(SettingsStore, ValuesWrittenHereAreReadByGconftoolAndBack) {
-  const char *keys[] = {"/Apps/Sns/Persistkey", "/Apps/Sns/Sessionkey",
-                        "/Apps/Sns/Remembermecheckbox", "/Apps/Sns/Emailaddress",
-                        "/Apps/Sns/Loginpeopleid", "/Apps/Sns/UserName", "/Apps/Sns/Password"};
-  for (uint32_t index = 0; index < 7; ++index) {
-    std::string value = "value-" + std::to_string(index) + " <&\">";
-    ASSERT_EQ(sns_gconf_set_string(index, value.c_str()), 1);
-    EXPECT_EQ(gconftool_get(keys[index]), value) << index;
+TEST(Settings, ValuesAreSharedWithOtherProgramsWhateverTheirSize) {
+  ASSERT_EQ(sns_gconf_init(), 1);
+  const char *keys[] = {"/Apps/Sns/Persistkey",    "/Apps/Sns/Sessionkey",   "/Apps/Sns/Remembermecheckbox",
+                        "/Apps/Sns/Emailaddress",  "/Apps/Sns/Loginpeopleid", "/Apps/Sns/UserName",
+                        "/Apps/Sns/Password",      nullptr};
+  for (uint32_t index = 0; index < 8; ++index) {
     EXPECT_STREQ(pd::settings::key(index), keys[index]);
+    std::string value = "value-" + std::to_string(index) + " <&\">";
+    EXPECT_EQ(sns_gconf_set_string(index, value.c_str()), index < 7 ? 1 : 0) << index;
+    if (index < 7) {
+      EXPECT_EQ(gconftool("--get " + std::string(keys[index])), value) << index;
+    }
   }
-  EXPECT_EQ(pd::settings::key(7), nullptr);
-  gconftool_set("/Apps/Sns/UserName", "alice");
+  gconftool("--type string --set /Apps/Sns/UserName alice");
   char buffer[64] = {};
   EXPECT_EQ(sns_gconf_get_string(5, buffer), 1);
   EXPECT_STREQ(buffer, "alice");
-  // A second init keeps one working client.
-  EXPECT_EQ(sns_gconf_init(), 1);
+  EXPECT_EQ(sns_gconf_init(), 1);  // a second init keeps one working client
   EXPECT_EQ(read(5), "1:alice");
+  std::string big(1 << 20, 'k');
+  ASSERT_EQ(sns_gconf_set_string(6, big.c_str()), 1);
+  EXPECT_EQ(read(6), "1:" + big);
+  std::string large(big.size() + 1, '\0');
+  EXPECT_EQ(sns_gconf_get_string(6, large.data()), 1);
+  EXPECT_EQ(large.c_str(), big);
 }
 
-TEST_F(SettingsStore, EmptyUnsetAndNullValues) {
+TEST(Settings, EmptyUnsetNullAndUnknownValues) {
+  ASSERT_EQ(sns_gconf_init(), 1);
   char buffer[32] = "untouched";
   EXPECT_EQ(sns_gconf_get_string(3, buffer), 0);  // never set
   EXPECT_STREQ(buffer, "untouched");
@@ -66,26 +75,174 @@ TEST_F(SettingsStore, EmptyUnsetAndNullValues) {
   EXPECT_EQ(sns_gconf_get_string(1, buffer), 0);
   EXPECT_STREQ(buffer, "");
   EXPECT_EQ(read(1), "0:");
-  EXPECT_EQ(gconftool_get("/Apps/Sns/Sessionkey"), "");
-}
-
-TEST_F(SettingsStore, IndexAboveSixIsAKeyError) {
+  EXPECT_EQ(gconftool("--get /Apps/Sns/Sessionkey"), "");
+  // An index above six is a key error.
   LogCapture log;
-  char buffer[16] = "untouched";
+  std::strcpy(buffer, "untouched");
   EXPECT_EQ(sns_gconf_get_string(7, buffer), 0);
   EXPECT_STREQ(buffer, "untouched");
-  EXPECT_EQ(sns_gconf_set_string(7, "x"), 0);
-  EXPECT_EQ(sns_gconf_set_string(UINT32_MAX, "x"), 0);
+  EXPECT_EQ(sns_gconf_set_string(7, "x") + sns_gconf_set_string(UINT32_MAX, "x"), 0);
   EXPECT_TRUE(matches_golden("frame/settings-key-error.log", log.all()));
 }
 
-TEST_F(SettingsStore, ValuesOfAnySizeAreReadWhole) {
-  std::string big(1 << 20, 'k');
-  ASSERT_EQ(sns_gconf_set_string(6, big.c_str()), 1);
-  EXPECT_EQ(read(6), "1:" + big);
-  std::string buffer(big.size() + 1, '\0');
-  EXPECT_EQ(sns_gconf_get_string(6, buffer.data()), 1);
-  EXPECT_EQ(buffer.c_str(), big);
+// ---------------------------------------------------------------------------
+// Coherence, with the transport double recording the requests.
+
+constexpr const char *kRefused = "<refused>";
+
+// Runs `work` in a callback of the default main loop at idle priority.
+template <typename Work>
+void idle(Work *work) {
+  g_idle_add([](gpointer w) -> gboolean {
+    (*static_cast<Work *>(w))();
+    return G_SOURCE_REMOVE;
+  }, work);
+}
+
+// Sets the session key as another program does.
+void set_key(const std::string &value) {
+  gconftool("--type string --set /Apps/Sns/Sessionkey '" + value + "'");
+}
+
+class Coherence : public FrameTest {
+ protected:
+  void SetUp() override {
+    pd::log::set_level(pd::log::Level::none);
+    FrameTest::SetUp();
+  }
+  void TearDown() override {
+    if (loop_ != nullptr) {
+      g_main_loop_quit(loop_);
+      engine_.join();
+      g_main_loop_unref(loop_);
+    }
+    FrameTest::TearDown();
+  }
+  // The engine runs GLib's default main loop on a thread of its own.
+  void start_engine_loop() {
+    loop_ = g_main_loop_new(nullptr, FALSE);
+    engine_ = std::thread([this] { g_main_loop_run(loop_); });
+    while (!g_main_loop_is_running(loop_)) std::this_thread::yield();
+  }
+
+  // The session key a friends request carries now, or kRefused.
+  std::string next_key() {
+    size_t before = sns_double::request_count();
+    if (pd_sendreq(handle_, PD_REQ_FRIENDS, nullptr, nullptr) != 0) return kRefused;
+    std::string body = sns_double::requests().at(before).body;
+    size_t at = body.find("SessionKey=\"");
+    if (at == std::string::npos) return "<no key in " + body + ">";
+    return body.substr(at + 12, body.find('"', at + 12) - at - 12);
+  }
+
+  // The same, from a callback of the loop at idle priority (after what the
+  // loop has pending).
+  std::string next_key_in_loop() {
+    std::string key;
+    std::atomic<bool> done{false};
+    auto work = [&] {
+      key = next_key();
+      done = true;
+    };
+    idle(&work);
+    while (!done) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return key;
+  }
+
+  // Every change of the table reaches the next request, also from the
+  // loop's callbacks when it runs; then a key the transport's thread stores
+  // does. A daemon told to shut down refuses (or drops) requests until it is
+  // gone, and gconftool-2 does not always say so: a change is made again
+  // until the store holds it.
+  void expect_changes_seen(int rounds) {
+    for (int round = 0; round < rounds; ++round) {
+      for (const auto &row : data_rows("frame/coherence-changes.rows")) {
+        const std::string &command = row[0], &sent = row[1];
+        for (int attempt = 0; attempt < 100; ++attempt) {
+          gconftool(command);
+          if (command == "--shutdown" || gconftool("--get /Apps/Sns/Sessionkey") == (sent == kRefused ? "" : sent))
+            break;
+          std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        EXPECT_EQ(next_key(), sent) << command << " (round " << round << ")";
+        if (loop_ != nullptr) {
+          EXPECT_EQ(next_key_in_loop(), sent) << command;
+        }
+      }
+    }
+    std::thread([] { sns_gconf_set_string(PD_SETTING_SESSION_KEY, "from-transport"); }).join();
+    EXPECT_EQ(next_key(), "from-transport");
+    EXPECT_EQ(loop_ ? next_key_in_loop() : "from-transport", "from-transport");
+  }
+
+  GMainLoop *loop_ = nullptr;
+  std::thread engine_;
+};
+
+TEST_F(Coherence, ChangesByAnotherProgramReachTheNextRequest) { expect_changes_seen(3); }
+
+TEST_F(Coherence, ChangesReachRequestsFromTheEngineLoopToo) {
+  start_engine_loop();
+  expect_changes_seen(1);
+}
+
+// Another program's change still undelivered must not come back over a
+// newer write of our own.
+TEST_F(Coherence, OwnWritesAreReadBackAtOnce) {
+  for (int i = 0; i < 5; ++i) {
+    set_key("theirs-" + std::to_string(i));
+    std::string ours = "ours-" + std::to_string(i);
+    ASSERT_EQ(sns_gconf_set_string(PD_SETTING_SESSION_KEY, ours.c_str()), 1);
+    EXPECT_EQ(next_key() + next_key(), ours + ours);
+  }
+}
+
+// A request composed while another program changes the key sends one of the
+// values it was given, never an older one than an earlier request sent.
+TEST_F(Coherence, RequestsDuringChangesSeeTheValuesInOrder) {
+  set_key("k-00");
+  std::atomic<bool> stop{false};
+  std::vector<std::string> sent;
+  std::thread sender([&] {
+    while (!stop) sent.push_back(next_key());
+  });
+  for (int i = 1; i <= 12; ++i) set_key((i < 10 ? "k-0" : "k-") + std::to_string(i));
+  stop = true;
+  sender.join();
+  EXPECT_EQ(next_key(), "k-12");
+  ASSERT_FALSE(sent.empty());
+  for (size_t i = 0; i < sent.size(); ++i) {
+    EXPECT_TRUE(sent[i].size() == 4 && sent[i].compare(0, 2, "k-") == 0) << sent[i];
+    EXPECT_LE(sent[i > 0 ? i - 1 : 0], sent[i]) << "request " << i;
+  }
+}
+
+TEST_F(Coherence, SteadyRequestsSendNoBusMessage) {
+  set_key("steady");
+  ASSERT_EQ(next_key(), "steady");
+  BusCount bus;
+  ASSERT_TRUE(bus.begin());
+  for (int i = 0; i < 50; ++i) ASSERT_EQ(next_key(), "steady");
+  ASSERT_TRUE(bus.end());
+  std::string listing;
+  for (const std::string &message : bus.messages()) listing += message + "\n";
+  EXPECT_EQ(listing, "");
+}
+
+// A loop that does not come back in time: the request is refused instead of
+// waiting on, and a write waits in order for the loop to return.
+TEST_F(Coherence, ABlockedLoopRefusesInsteadOfHanging) {
+  start_engine_loop();
+  set_key("before");
+  std::atomic<bool> release{false};
+  auto block = [&release] {
+    while (!release) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  };
+  idle(&block);
+  EXPECT_EQ(next_key(), kRefused);
+  EXPECT_EQ(sns_gconf_set_string(PD_SETTING_SESSION_KEY, "while-blocked"), 1);
+  release = true;
+  EXPECT_EQ(next_key(), "while-blocked");
 }
 
 }  // namespace
