@@ -1,13 +1,6 @@
 // The path table, the path classifier, the TLS test and the gateway URL.
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <cstring>
-#include <string>
-
 #include "composer/pd_api_composer.h"
-#include "support/golden.h"
-#include "support/log_capture.h"
+#include "frame/frame_fixture.h"
 
 namespace pd_test {
 namespace {
@@ -28,34 +21,10 @@ TEST(PathTable, HoldsFortyTwoPathsAndNothingBeyond) {
 }
 
 TEST(PathClassifier, KeywordsChooseTheCategory) {
-  const std::pair<const char *, int32_t> cases[] = {
-      // No first-level keyword: the value before stays (the initial one here).
-      {"/palisade/search", -1},
-      {"/palisade/auth", 0},
-      {"/palisade/auth/key", 1},
-      {"/palisade/people/profile", 4},
-      {"/palisade/people/info", 3},
-      {"/palisade/friend/grouping", 6},
-      {"/palisade/friend/request", 7},
-      {"/palisade/activity", 8},
-      {"/palisade/photo/album", 12},
-      {"/palisade/search", 12},
-      {"/palisade/comment", 14},
-      {"/palisade/message", 20},
-      {"/palisade/message/folder", 21},
-      // "member" is tried before "category", against the numbering.
-      {"/palisade/group/category/member", 28},
-      {"/palisade/group/category", 27},
-      {"/palisade/serviceprovider/deeplink", 38},
-      {"/x/searching/trending", 40},
-      {"/palisade/schedule", 41},
-      // The second keyword is looked for from the first one on.
-      {"/info/people", 2},
-  };
-  for (const auto &[path, category] : cases) {
+  for (const auto &row : data_rows("gateway/classifier.rows")) {
     sns_composed_request request{};
-    EXPECT_EQ(sns_engine_network_manager_make_request_t(envelope_for(path), &request), 1);
-    EXPECT_EQ(snsmsg_type, category) << path;
+    EXPECT_EQ(sns_engine_network_manager_make_request_t(envelope_for(row[0].c_str()), &request), 1);
+    EXPECT_EQ(snsmsg_type, std::stoi(row[1])) << row[0];
   }
 }
 
