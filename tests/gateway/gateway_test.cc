@@ -52,43 +52,26 @@ class Gateway : public FrameTest {
 };
 
 TEST_F(Gateway, EveryServedCodeHandsOverItsUrlAndDocument) {
-  char photo_path[] = "/tmp/pd-gateway-photo.jpg";
-  std::ofstream(photo_path) << "jpeg";
-  struct Case {
-    uint32_t code;
-    const char *golden;
-    std::vector<const char *> words;  // empty: the block is the single text
-    const char *text;
-  };
-  const Case cases[] = {
-      {0, "00-login", {"alice", "s3cret"}, nullptr},     {4, "04-activity-feed", {}, nullptr},
-      {5, "05-set-status", {}, "Walking the dog"},       {8, "08-photo-comments", {}, "ph-17"},
-      {9, "09-upload-photo", {photo_path, "al-2"}, nullptr},
-      {11, "11-comment-photo", {"Nice light!", "ph-17"}, nullptr},
-      {12, "12-comment-activity", {"Agreed", "act-3"}, nullptr},
-      {13, "13-activity-comments", {}, "act-3"},         {17, "17-album-list", {}, nullptr},
-      {18, "18-album-photos", {}, "al-2"},               {29, "29-friends", {}, nullptr},
-      {30, "30-people-search", {}, "Bea"},               {32, "32-message-folder", {}, "inbox"},
-      {34, "34-send-message", {"u-2", "palisade", nullptr, nullptr, "Hello", "How are you?", "new"}, nullptr},
-      {28, "28-logout", {}, nullptr},
-  };
-  for (const Case &c : cases) {
-    SCOPED_TRACE(c.golden);
+  std::string photo = "/tmp/pd-gateway-photo-" + std::to_string(getpid()) + ".jpg";
+  std::ofstream(photo) << "jpeg";
+  for (auto row : data_rows("gateway/requests.rows")) {
+    SCOPED_TRACE(row[1]);
     std::vector<char *> block;
-    for (const char *w : c.words) block.push_back(const_cast<char *>(w));
-    sns_double::Recorded recorded =
-        send(c.code, c.words.empty() ? const_cast<char *>(c.text) : static_cast<void *>(block.data()));
-    EXPECT_TRUE(matches_golden("gateway/" + std::string(c.golden) + ".request", describe(recorded)));
+    for (size_t i = 3; i < row.size(); ++i)
+      block.push_back(row[i] == "-" ? nullptr : row[i] == "$photo" ? photo.data() : row[i].data());
+    void *params = row[2] == "block" ? static_cast<void *>(block.data()) : row[2] == "text" ? block[0] : nullptr;
+    sns_double::Recorded recorded = send(std::stoul(row[0]), params);
+    EXPECT_TRUE(matches_golden("gateway/" + row[1] + ".request", describe(recorded)));
     EXPECT_EQ(recorded.request->pInstance, handle_);
     EXPECT_EQ(recorded.request->hTransport, inst()->hTransport);
     // A login takes a new session key, so later requests need one again.
-    if (c.code == 0) sns_gconf_set_string(PD_SETTING_SESSION_KEY, "sk-5f1c");
+    sns_gconf_set_string(PD_SETTING_SESSION_KEY, "sk-5f1c");
   }
   // The upload waits for its location; a failed exchange ends it.
   sns_double::respond(4, 503, nullptr);
   ASSERT_EQ(notifications().size(), 1u);
   EXPECT_EQ(notifications()[0].uHttpStatus, 503u);
-  std::remove(photo_path);
+  std::remove(photo.c_str());
 }
 
 TEST_F(Gateway, LoginAndLogoutForgetTheStoredKeys) {
