@@ -15,17 +15,6 @@
 namespace pd_test {
 namespace {
 
-// Declared first: in a whole-binary run it is the only case before any
-// client exists (ctest runs each case in a process of its own anyway).
-TEST(Settings, BeforeInitBothAccessorsRefuse) {
-  LogCapture log;
-  char buffer[16] = "untouched";
-  EXPECT_EQ(sns_gconf_get_string(1, buffer) + sns_gconf_set_string(1, "x"), 0);
-  EXPECT_STREQ(buffer, "untouched");
-  // The getter brackets first; the setter refuses before its START line.
-  EXPECT_TRUE(matches_golden("frame/settings-before-init.log", log.all()));
-}
-
 // What the bounded reader finds: "found:value".
 std::string read(uint32_t index) {
   std::string value = "<unset>";
@@ -33,56 +22,43 @@ std::string read(uint32_t index) {
   return std::to_string(found) + ":" + value;
 }
 
-TEST(Settings, ValuesAreSharedWithOtherProgramsWhateverTheirSize) {
-  ASSERT_EQ(sns_gconf_init(), 1);
-  const char *keys[] = {"/Apps/Sns/Persistkey",    "/Apps/Sns/Sessionkey",   "/Apps/Sns/Remembermecheckbox",
-                        "/Apps/Sns/Emailaddress",  "/Apps/Sns/Loginpeopleid", "/Apps/Sns/UserName",
-                        "/Apps/Sns/Password",      nullptr};
-  for (uint32_t index = 0; index < 8; ++index) {
-    EXPECT_STREQ(pd::settings::key(index), keys[index]);
-    std::string value = "value-" + std::to_string(index) + " <&\">";
-    EXPECT_EQ(sns_gconf_set_string(index, value.c_str()), index < 7 ? 1 : 0) << index;
-    if (index < 7) {
-      EXPECT_EQ(gconftool("--get " + std::string(keys[index])), value) << index;
+// The calls of a data table in turn, from before the first init on (ctest
+// runs each case in a process of its own), against a golden transcript of
+// each result and its log lines.
+TEST(Settings, CallsAndTheirResults) {
+  std::string transcript;
+  for (const auto &row : data_rows("frame/settings.rows")) {
+    LogCapture log;
+    const std::string &call = row[0];
+    uint32_t index = call == "gconftool" || call == "init" ? 0 : std::stoul(row[1]);
+    std::string result;
+    char buffer[64] = "untouched";
+    if (call == "get") {
+      result = std::to_string(sns_gconf_get_string(index, buffer)) + " " + buffer;
+    } else if (call == "set") {
+      result = std::to_string(sns_gconf_set_string(index, row.size() < 3 ? "" : row[2] == "-" ? nullptr : row[2].c_str()));
+    } else if (call == "read") {
+      result = read(index);
+    } else if (call == "key") {
+      result = pd::settings::key(index) ? pd::settings::key(index) : "(null)";
+    } else {
+      result = call == "init" ? std::to_string(sns_gconf_init()) : gconftool(row[1]);
     }
+    std::string shown;
+    for (const std::string &field : row) shown += (shown.empty() ? "> " : "|") + field;
+    transcript += shown + "\n" + result + "\n" + log.all();
   }
-  gconftool("--type string --set /Apps/Sns/UserName alice");
-  char buffer[64] = {};
-  EXPECT_EQ(sns_gconf_get_string(5, buffer), 1);
-  EXPECT_STREQ(buffer, "alice");
-  EXPECT_EQ(sns_gconf_init(), 1);  // a second init keeps one working client
-  EXPECT_EQ(read(5), "1:alice");
+  EXPECT_TRUE(matches_golden("frame/settings.transcript", transcript));
+}
+
+TEST(Settings, ValuesOfAnySizeAreReadWhole) {
+  ASSERT_EQ(sns_gconf_init(), 1);
   std::string big(1 << 20, 'k');
   ASSERT_EQ(sns_gconf_set_string(6, big.c_str()), 1);
   EXPECT_EQ(read(6), "1:" + big);
   std::string large(big.size() + 1, '\0');
   EXPECT_EQ(sns_gconf_get_string(6, large.data()), 1);
   EXPECT_EQ(large.c_str(), big);
-}
-
-TEST(Settings, EmptyUnsetNullAndUnknownValues) {
-  ASSERT_EQ(sns_gconf_init(), 1);
-  char buffer[32] = "untouched";
-  EXPECT_EQ(sns_gconf_get_string(3, buffer), 0);  // never set
-  EXPECT_STREQ(buffer, "untouched");
-  EXPECT_EQ(read(3), "0:<unset>");
-  // GConf refuses a null text: the key keeps its value.
-  ASSERT_EQ(sns_gconf_set_string(1, "abc"), 1);
-  EXPECT_EQ(sns_gconf_set_string(1, nullptr), 1);
-  EXPECT_EQ(read(1), "1:abc");
-  // Clearing the session key is how a login or logout forgets it.
-  ASSERT_EQ(sns_gconf_set_string(1, ""), 1);
-  EXPECT_EQ(sns_gconf_get_string(1, buffer), 0);
-  EXPECT_STREQ(buffer, "");
-  EXPECT_EQ(read(1), "0:");
-  EXPECT_EQ(gconftool("--get /Apps/Sns/Sessionkey"), "");
-  // An index above six is a key error.
-  LogCapture log;
-  std::strcpy(buffer, "untouched");
-  EXPECT_EQ(sns_gconf_get_string(7, buffer), 0);
-  EXPECT_STREQ(buffer, "untouched");
-  EXPECT_EQ(sns_gconf_set_string(7, "x") + sns_gconf_set_string(UINT32_MAX, "x"), 0);
-  EXPECT_TRUE(matches_golden("frame/settings-key-error.log", log.all()));
 }
 
 // ---------------------------------------------------------------------------
