@@ -9,7 +9,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -33,8 +32,12 @@ inline void engine_callback(pd_notification *notification) {
 }
 
 // Log text with the addresses it prints masked: they differ from run to run.
-inline std::string without_addresses(const std::string &log) {
-  return std::regex_replace(log, std::regex("0x[0-9a-f]+"), "0x...");
+inline std::string without_addresses(std::string log) {
+  for (size_t at = log.find("0x"); at != std::string::npos; at = log.find("0x", at + 2)) {
+    size_t end = log.find_first_not_of("0123456789abcdef", at + 2);
+    if (end != at + 2) log.replace(at, (end == std::string::npos ? log.size() : end) - at, "0x...");
+  }
+  return log;
 }
 
 // The rows of a table under tests/data: fields split at '|', blank lines and
