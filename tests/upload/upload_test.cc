@@ -29,13 +29,13 @@ class Upload : public FrameTest {
     FrameTest::TearDown();
   }
 
-  // Writes the photo and answers the add-photo request of an exchange whose
-  // upload record the dispatcher made, with the reply of a data file.
-  void start(const std::string &bytes, const char *reply_file = "location.xml") {
-    std::ofstream(path_, std::ios::binary) << bytes;
+  // Answers the add-photo request of an exchange whose upload record the
+  // dispatcher made for the photo, with the reply of a data file.
+  void start(const char *reply_file = "location.xml") {
     reply(9, 200, read_data(std::string("replies/upload/") + reply_file).c_str(),
           sns_photo_upload_init(path_.c_str()), 1, 0);
   }
+  void write(const std::string &bytes) { std::ofstream(path_, std::ios::binary) << bytes; }
   void answer(size_t index, const char *reply_file) {
     sns_double::respond(index, 200, read_data(std::string("replies/upload/") + reply_file).c_str());
   }
@@ -83,7 +83,8 @@ TEST_F(Upload, SendsTheFileInChunksAndReportsOnceAtTheEnd) {
     g_notifications.clear();
     sns_double::reset();
     std::string bytes = random_bytes(size, static_cast<unsigned>(size));
-    start(bytes);
+    write(bytes);
+    start();
     EXPECT_EQ(accept_all_chunks(), bytes);
     EXPECT_EQ(outcome(), kPhoto);
     transcript += "== " + std::to_string(size) + " bytes\n";
@@ -104,57 +105,38 @@ TEST_F(Upload, SendsTheFileInChunksAndReportsOnceAtTheEnd) {
 // Every failure ends the exchange with one notification of a null (or the
 // gateway's error) result, and nothing more is sent.
 TEST_F(Upload, EveryFailureEndsWithOneNotification) {
-  struct Failure {
-    const char *name;
-    size_t size;
-    const char *reply;  // to the add-photo request
-    void (*then)(Upload &);
-    size_t sent;
-    const char *outcome, *log;
+  using Step = void (*)(Upload &);
+  // The file's size (-1: none), the reply to the add-photo request, what
+  // happens next, then "requests sent, code status result" and a log line.
+  const std::tuple<int, const char *, Step, const char *, const char *> failures[] = {
+      {-1, "location.xml", nullptr, "0, 9 200 0", "Uplod File open failed..!!!"},
+      {4, "location-broken.xml", nullptr, "0, 9 200 0", "Error in parsing upload location"},
+      {4, "error-session.xml", nullptr, "0, 9 200 0", "Error in parsing upload location"},
+      {100000, "location.xml", [](Upload &u) { fs::remove(u.path_); u.answer(0, "photo-partial.xml"); }, "1, 9 200 0",
+       "pdXmlPhoto:pd_handle_upload_response:N: Uplod File open failed..!!!\n\n"},
+      {150000, "location.xml", [](Upload &u) { fs::resize_file(u.path_, 70000); u.answer(0, "photo-partial.xml"); },
+       "1, 9 200 0", "Upload file changed while it was read"},
+      {4, "location.xml", [](Upload &u) { u.answer(0, "error-session.xml"); }, "1, 9 200 -1102", ""},
+      {70000, "location.xml", [](Upload &) { sns_double::respond(0, 0, nullptr); }, "1, 9 0 0", ""},
   };
-  const Failure failures[] = {
-      {"missing file", 0, "location.xml", [](Upload &u) { fs::remove(u.path_); }, 0, "9 200 0",
-       "Uplod File open failed..!!!"},
-      {"unparsable location", 4, "location-broken.xml", nullptr, 0, "9 200 0", "Error in parsing upload location"},
-      {"gateway error", 4, "error-session.xml", nullptr, 0, "9 200 0", "Error in parsing upload location"},
-      {"file deleted after the first chunk", 100000, "location.xml",
-       [](Upload &u) {
-         fs::remove(u.path_);
-         u.answer(0, "photo-partial.xml");
-       },
-       1, "9 200 0",
-       "[PD-PLUGIN-DEBUG]plugins/client-plugin/palisade/src/parser/pdXmlPhoto:"
-       "pd_handle_upload_response:N: Uplod File open failed..!!!\n\n"},
-      {"file shrunk below what is still to come", 150000, "location.xml",
-       [](Upload &u) {
-         fs::resize_file(u.path_, 70000);
-         u.answer(0, "photo-partial.xml");
-       },
-       1, "9 200 0", "Upload file changed while it was read"},
-      {"gateway error on the last chunk", 4, "location.xml", [](Upload &u) { u.answer(0, "error-session.xml"); },
-       1, "9 200 -1102", ""},
-      {"failed chunk exchange", 70000, "location.xml", [](Upload &) { sns_double::respond(0, 0, nullptr); }, 1,
-       "9 0 0", ""},
-  };
-  for (const Failure &failure : failures) {
-    SCOPED_TRACE(failure.name);
+  for (const auto &[size, reply_file, next, result, line] : failures) {
+    SCOPED_TRACE(std::to_string(size) + " bytes, " + reply_file + ", then " + (next ? "more" : "nothing"));
     g_notifications.clear();
     sns_double::reset();
     LogCapture log;
-    std::ofstream(path_, std::ios::binary) << random_bytes(failure.size, 1);
-    pd_upload_data *upload = sns_photo_upload_init(path_.c_str());
-    if (failure.then != nullptr && failure.sent == 0) failure.then(*this);
-    reply(9, 200, read_data(std::string("replies/upload/") + failure.reply).c_str(), upload, 1, 0);
-    if (failure.then != nullptr && failure.sent == 1) failure.then(*this);
-    EXPECT_EQ(sns_double::request_count(), failure.sent);
-    EXPECT_EQ(outcome(), failure.outcome);
-    EXPECT_TRUE(log.contains(failure.log));
+    fs::remove(path_);
+    if (size >= 0) std::ofstream(path_, std::ios::binary) << random_bytes(size, 1);
+    start(reply_file);
+    if (next != nullptr) next(*this);
+    EXPECT_EQ(std::to_string(sns_double::request_count()) + ", " + outcome(), result);
+    EXPECT_TRUE(log.contains(line));
   }
 }
 
 TEST_F(Upload, FileThatGrowsIsSentAtItsSizeWhenTheUploadStarted) {
   std::string bytes = random_bytes(70000, 3);
-  start(bytes);
+  write(bytes);
+  start();
   std::ofstream(path_, std::ios::binary | std::ios::app) << random_bytes(100000, 4);
   EXPECT_EQ(accept_all_chunks(), bytes);
   EXPECT_EQ(sns_double::request_count(), 2u);
@@ -169,7 +151,7 @@ TEST_F(Upload, FileThatGrowsIsSentAtItsSizeWhenTheUploadStarted) {
 TEST_F(Upload, FromTheEngineRequestToThePhotoWhileAnotherInstanceFinalizes) {
   ASSERT_EQ(sns_gconf_set_string(PD_SETTING_SESSION_KEY, "sk-9"), 1);
   std::string bytes = random_bytes(200000, 7);
-  std::ofstream(path_, std::ios::binary) << bytes;
+  write(bytes);
   char *block[] = {path_.data(), const_cast<char *>("al-2")};
   LogCapture log;
   ASSERT_EQ(pd_sendreq(handle_, 9, block, nullptr), 0);
