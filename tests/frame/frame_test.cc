@@ -74,37 +74,33 @@ TEST_F(FrameTest, OnlyMatchingAttributePairsAct) {
   EXPECT_EQ(pd_getattr(handle_, 1, nullptr, nullptr), 0);
 }
 
+// Silenced channels do not even format; the environment chooses the level
+// (anything unknown, or nothing, is all).
 TEST(LogSink, LevelsSilenceChannelsWithoutFormatting) {
+  using pd::log::Level;
   LogCapture log;
   int formatted = 0;
-  auto count = [&formatted] { return ++formatted; };
-  pd::log::set_level(pd::log::Level::error);
-  PD_LOG_DEBUG("debug %d\n\n", count());
-  PD_LOG_STDOUT("out %d\n", count());
-  PD_LOG_STDERR("err %d\n", count());
-  PD_LOG_ERROR("error %d\n\n", count());
-  pd::log::set_level(pd::log::Level::none);
-  PD_LOG_ERROR("error %d\n\n", count());
+  pd::log::set_level(Level::error);
+  PD_LOG_DEBUG("debug %d\n\n", ++formatted);
+  PD_LOG_STDOUT("out %d\n", ++formatted);
+  PD_LOG_STDERR("err %d\n", ++formatted);
+  PD_LOG_ERROR("error %d\n\n", ++formatted);
+  pd::log::set_level(Level::none);
+  PD_LOG_ERROR("error %d\n\n", ++formatted);
   EXPECT_EQ(formatted, 1);
-  pd::log::set_level(pd::log::Level::all);
+  pd::log::set_level(Level::all);
   PD_LOG_STDOUT("out %s\n", PD_STR(nullptr));
   PD_LOG_STDERR("err\n");
   const std::string big(100000, 'x');
   PD_LOG_DEBUG("%s\n\n", big.c_str());
-  using pd::log::Channel;
-  std::vector<Channel> channels;
+  std::vector<pd::log::Channel> channels;
   for (const LogRecord &record : log.records()) channels.push_back(record.channel);
-  EXPECT_EQ(channels, std::vector<Channel>({Channel::error, Channel::out, Channel::err, Channel::debug}));
+  EXPECT_EQ(channels, std::vector({pd::log::Channel::error, pd::log::Channel::out, pd::log::Channel::err,
+                                   pd::log::Channel::debug}));
   EXPECT_EQ(log.all(), "[PD-PLUGIN-ERROR]tests/frame:TestBody:N: error 1\n\nout (null)\nerr\n"
                        "[PD-PLUGIN-DEBUG]tests/frame:TestBody:N: " + big + "\n\n");
-}
-
-TEST(LogSink, EnvironmentChoosesTheLevel) {
-  const std::pair<const char *, pd::log::Level> cases[] = {
-      {"none", pd::log::Level::none}, {"error", pd::log::Level::error},
-      {"all", pd::log::Level::all},   {"none", pd::log::Level::none},
-      {"bogus", pd::log::Level::all}, {nullptr, pd::log::Level::all}};
-  for (const auto &[text, level] : cases) {
+  for (auto [text, level] : {std::pair{"none", Level::none}, {"error", Level::error}, {"all", Level::all},
+                             {"none", Level::none}, {"bogus", Level::all}, {nullptr, Level::all}}) {
     text ? setenv("PD_PLUGIN_LOG", text, 1) : unsetenv("PD_PLUGIN_LOG");
     pd::log::reload_from_env();
     EXPECT_EQ(pd::log::level(), level) << (text ? text : "unset");
