@@ -35,7 +35,9 @@ void set_results(int init, int connect) {
 int finalized() { Lock lock(g_mutex); return g_finalized; }
 std::vector<Recorded> requests() { Lock lock(g_mutex); return g_requests; }
 size_t request_count() { return requests().size(); }
-sns_nt_response_cb callback(sns_nt_handle handle) { return handle ? *static_cast<sns_nt_response_cb *>(handle) : nullptr; }
+sns_nt_response_cb callback(sns_nt_handle handle) {
+  return handle ? *static_cast<sns_nt_response_cb *>(handle) : nullptr;
+}
 
 int respond(size_t index, uint32_t http_status, const char *body, uintptr_t pass_through) {
   std::vector<Recorded> recorded = requests();

@@ -48,13 +48,14 @@ TEST_F(FrameTest, OnlyMatchingAttributePairsAct) {
   void *x = const_cast<char *>("x"), *second = const_cast<char *>("second");
   // id, kind, value, then "result|first text|second text" after the call.
   const std::tuple<int, int, void *, std::string> rows[] = {
-      {1, 2, x, "0||"},  {2, 1, x, "0||"}, {4, 4, x, "0||"}, {3, 1, reinterpret_cast<void *>(&std::abort), "0||"},
+      {1, 2, x, "0||"}, {2, 1, x, "0||"}, {4, 4, x, "0||"}, {3, 1, reinterpret_cast<void *>(&std::abort), "0||"},
       {2, 2, second, "0||second"}, {1, 1, const_cast<char *>(long_text.c_str()), "0|" + kept + "|second"},
       {1, 1, nullptr, "3|" + kept + "|second"}, {3, 3, nullptr, "3|" + kept + "|second"}};
   LogCapture log;
   for (const auto &[id, kind, value, after] : rows) {
     int result = pd_setattr(handle_, id, kind, value);
-    EXPECT_EQ(std::to_string(result) + "|" + inst()->szAttribute1 + "|" + inst()->szAttribute2, after) << id << kind;
+    EXPECT_EQ(std::to_string(result) + "|" + inst()->szAttribute1 + "|" + inst()->szAttribute2, after)
+        << id << kind;
   }
   EXPECT_EQ(inst()->pfnEngineCb, &engine_callback);
   EXPECT_TRUE(matches_golden("frame/setattr.log", log.all()));

@@ -36,7 +36,8 @@ TEST(Settings, CallsAndTheirResults) {
     if (call == "get") {
       result = std::to_string(sns_gconf_get_string(index, buffer)) + " " + buffer;
     } else if (call == "set") {
-      result = std::to_string(sns_gconf_set_string(index, row.size() < 3 ? "" : row[2] == "-" ? nullptr : row[2].c_str()));
+      const char *text = row.size() < 3 ? "" : row[2] == "-" ? nullptr : row[2].c_str();
+      result = std::to_string(sns_gconf_set_string(index, text));
     } else if (call == "read") {
       result = read(index);
     } else if (call == "key") {
@@ -136,8 +137,8 @@ class Coherence : public FrameTest {
         const std::string &command = row[0], &sent = row[1];
         for (int attempt = 0; attempt < 100; ++attempt) {
           gconftool(command);
-          if (command == "--shutdown" || gconftool("--get /Apps/Sns/Sessionkey") == (sent == kRefused ? "" : sent))
-            break;
+          std::string held = gconftool("--get /Apps/Sns/Sessionkey");
+          if (command == "--shutdown" || held == (sent == kRefused ? "" : sent)) break;
           std::this_thread::sleep_for(std::chrono::milliseconds(20));
         }
         EXPECT_EQ(next_key(), sent) << command << " (round " << round << ")";

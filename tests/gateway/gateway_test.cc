@@ -59,7 +59,9 @@ TEST_F(Gateway, EveryServedCodeHandsOverItsUrlAndDocument) {
     std::vector<char *> block;
     for (size_t i = 3; i < row.size(); ++i)
       block.push_back(row[i] == "-" ? nullptr : row[i] == "$photo" ? photo.data() : row[i].data());
-    void *params = row[2] == "block" ? static_cast<void *>(block.data()) : row[2] == "text" ? block[0] : nullptr;
+    void *params = row[2] == "block" ? static_cast<void *>(block.data())
+                   : row[2] == "text" ? block[0]
+                                      : nullptr;
     sns_double::Recorded recorded = send(std::stoul(row[0]), params);
     EXPECT_TRUE(matches_golden("gateway/" + row[1] + ".request", describe(recorded)));
     EXPECT_EQ(recorded.request->pInstance, handle_);

@@ -62,7 +62,8 @@ class Upload : public FrameTest {
     std::string result = std::to_string(got[0].iResult);
     if (got[0].iResult > 0) {
       auto *photo = reinterpret_cast<xml_photo *>(got[0].iResult);
-      result = std::string(photo->pszID) + " " + photo->pszAlbumID + " " + photo->pszSP + " " + photo->pszStatus;
+      result = std::string(photo->pszID) + " " + photo->pszAlbumID + " " + photo->pszSP + " " +
+               photo->pszStatus;
       __xml_photo_delete(photo);
     }
     return std::to_string(got[0].uReqCode) + " " + std::to_string(got[0].uHttpStatus) + " " + result;
@@ -112,9 +113,18 @@ TEST_F(Upload, EveryFailureEndsWithOneNotification) {
       {-1, "location.xml", nullptr, "0, 9 200 0", "Uplod File open failed..!!!"},
       {4, "location-broken.xml", nullptr, "0, 9 200 0", "Error in parsing upload location"},
       {4, "error-session.xml", nullptr, "0, 9 200 0", "Error in parsing upload location"},
-      {100000, "location.xml", [](Upload &u) { fs::remove(u.path_); u.answer(0, "photo-partial.xml"); }, "1, 9 200 0",
+      {100000, "location.xml",
+       [](Upload &u) {
+         fs::remove(u.path_);
+         u.answer(0, "photo-partial.xml");
+       },
+       "1, 9 200 0",
        "pdXmlPhoto:pd_handle_upload_response:N: Uplod File open failed..!!!\n\n"},
-      {150000, "location.xml", [](Upload &u) { fs::resize_file(u.path_, 70000); u.answer(0, "photo-partial.xml"); },
+      {150000, "location.xml",
+       [](Upload &u) {
+         fs::resize_file(u.path_, 70000);
+         u.answer(0, "photo-partial.xml");
+       },
        "1, 9 200 0", "Upload file changed while it was read"},
       {4, "location.xml", [](Upload &u) { u.answer(0, "error-session.xml"); }, "1, 9 200 -1102", ""},
       {70000, "location.xml", [](Upload &) { sns_double::respond(0, 0, nullptr); }, "1, 9 0 0", ""},
@@ -192,8 +202,7 @@ TEST(UploadRecord, InitCopiesThePathAndRefusesNone) {
     pd_upload_data *upload = sns_photo_upload_init(path.c_str());
     ASSERT_NE(upload, nullptr);
     EXPECT_EQ(upload->pszFileName, path);
-    EXPECT_EQ(std::vector<uint32_t>({upload->uState, static_cast<uint32_t>(upload->iFileSize), upload->uOffset}),
-              std::vector<uint32_t>({0, 0, 0}));
+    EXPECT_EQ(upload->uState + upload->uOffset + static_cast<uint32_t>(upload->iFileSize), 0u);
     EXPECT_EQ(sns_photo_upload_set_state(upload, 2), 1);
     EXPECT_EQ(upload->uState, 2u);
     std::free(upload->pszFileName);
