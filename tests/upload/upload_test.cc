@@ -119,7 +119,8 @@ TEST_F(Upload, EveryFailureEndsWithOneNotification) {
          u.answer(0, "photo-partial.xml");
        },
        "1, 9 200 0",
-       "pdXmlPhoto:pd_handle_upload_response:N: Uplod File open failed..!!!\n\n"},
+       "[PD-PLUGIN-DEBUG]plugins/client-plugin/palisade/src/parser/pdXmlPhoto:pd_handle_upload_response:N: "
+       "Uplod File open failed..!!!\n\n"},
       {150000, "location.xml",
        [](Upload &u) {
          fs::resize_file(u.path_, 70000);
