@@ -1,118 +1,266 @@
-// The seven settings on real GConf, inside a private D-Bus session.
-#include <gtest/gtest.h>
+// The seven settings on real GConf inside a private D-Bus session, and as
+// the requests see them while other programs, the configuration daemon, the
+// engine's main loop and the end of the session do their part.
+#include <glib.h>
+#include <signal.h>
+#include <unistd.h>
 
-#include <cstdio>
-#include <string>
+#include <atomic>
+#include <chrono>
+#include <thread>
 
-#include "gconftool.h"
+#include "frame_fixture.h"
 #include "pd-plugin/pd_settings.h"
 #include "settings.h"
-#include "support/log_capture.h"
+#include "support/bus_count.h"
 
 namespace pd_test {
 namespace {
 
-using pd::log::Channel;
-
-// Declared first: in a whole-binary run it is the only case before any
-// client exists (ctest runs each case in a process of its own anyway).
-TEST(Settings, BeforeInitBothAccessorsRefuse) {
-  LogCapture log;
-  char buffer[16] = "untouched";
-  EXPECT_EQ(sns_gconf_get_string(1, buffer), 0);
-  EXPECT_EQ(sns_gconf_set_string(1, "x"), 0);
-  EXPECT_STREQ(buffer, "untouched");
-  const std::string where = "[PD-PLUGIN-DEBUG]plugins/client-plugin/palisade/src/pd_gconf:";
-  // The getter brackets first; the setter refuses before its START line.
-  EXPECT_EQ(log.text(Channel::debug),
-            where + "sns_gconf_get_string:N: START >>>>>>>>\n\n" + where +
-                "sns_gconf_get_string:N: Gconf client is not inited...returning\n\n" + where +
-                "sns_gconf_set_string:N: Gconf client is not inited...returning\n\n");
+// What the bounded reader finds: "found:value".
+std::string read(uint32_t index) {
+  std::string value = "<unset>";
+  int found = pd::settings::read(index, value);
+  return std::to_string(found) + ":" + value;
 }
 
-class SettingsStore : public ::testing::Test {
- protected:
-  void SetUp() override { ASSERT_EQ(sns_gconf_init(), 1); }
-};
-
-TEST_F(SettingsStore, ValuesWrittenHereAreReadByGconftoolAndBack) {
-  const char *keys[] = {"/Apps/Sns/Persistkey", "/Apps/Sns/Sessionkey",
-                        "/Apps/Sns/Remembermecheckbox", "/Apps/Sns/Emailaddress",
-                        "/Apps/Sns/Loginpeopleid", "/Apps/Sns/UserName", "/Apps/Sns/Password"};
-  for (uint32_t index = 0; index < 7; ++index) {
-    std::string value = "value-" + std::to_string(index) + " <&\">";
-    ASSERT_EQ(sns_gconf_set_string(index, value.c_str()), 1);
-    EXPECT_EQ(gconftool_get(keys[index]), value) << index;
-    EXPECT_STREQ(pd::settings::key(index), keys[index]);
+// The calls of a data table in turn, from before the first init on (ctest
+// runs each case in a process of its own), against a golden transcript of
+// each result and its log lines.
+TEST(Settings, CallsAndTheirResults) {
+  std::string transcript;
+  for (const auto &row : data_rows("frame/settings.rows")) {
+    LogCapture log;
+    const std::string &call = row[0];
+    uint32_t index = call == "gconftool" || call == "init" ? 0 : std::stoul(row[1]);
+    std::string result;
+    char buffer[64] = "untouched";
+    if (call == "get") {
+      result = std::to_string(sns_gconf_get_string(index, buffer)) + " " + buffer;
+    } else if (call == "set") {
+      const char *text = row.size() < 3 ? "" : row[2] == "-" ? nullptr : row[2].c_str();
+      result = std::to_string(sns_gconf_set_string(index, text));
+    } else if (call == "read") {
+      result = read(index);
+    } else if (call == "key") {
+      result = pd::settings::key(index) ? pd::settings::key(index) : "(null)";
+    } else {
+      result = call == "init" ? std::to_string(sns_gconf_init()) : gconftool(row[1]);
+    }
+    std::string shown;
+    for (const std::string &field : row) shown += (shown.empty() ? "> " : "|") + field;
+    transcript += shown + "\n" + result + "\n" + log.all();
   }
-  gconftool_set("/Apps/Sns/UserName", "alice");
-  char buffer[64] = {};
-  EXPECT_EQ(sns_gconf_get_string(5, buffer), 1);
-  EXPECT_STREQ(buffer, "alice");
+  EXPECT_TRUE(matches_golden("frame/settings.transcript", transcript));
 }
 
-TEST_F(SettingsStore, EmptyAndUnsetValuesReadAsZero) {
-  char buffer[32] = "untouched";
-  EXPECT_EQ(sns_gconf_get_string(3, buffer), 0);  // never set
-  EXPECT_STREQ(buffer, "untouched");
-  std::string bounded = "untouched";
-  EXPECT_EQ(pd::settings::read(3, bounded), 0);
-  EXPECT_EQ(bounded, "untouched");
-
-  // Clearing the session key is how a login or logout forgets it.
-  ASSERT_EQ(sns_gconf_set_string(1, "abc"), 1);
-  ASSERT_EQ(sns_gconf_set_string(1, ""), 1);
-  EXPECT_EQ(sns_gconf_get_string(1, buffer), 0);
-  EXPECT_STREQ(buffer, "");
-  EXPECT_EQ(pd::settings::read(1, bounded), 0);
-  EXPECT_EQ(bounded, "");
-  EXPECT_EQ(gconftool_get("/Apps/Sns/Sessionkey"), "");
-}
-
-TEST_F(SettingsStore, IndexAboveSixIsAKeyError) {
-  LogCapture log;
-  char buffer[16] = "untouched";
-  EXPECT_EQ(sns_gconf_get_string(7, buffer), 0);
-  EXPECT_STREQ(buffer, "untouched");
-  EXPECT_EQ(sns_gconf_set_string(7, "x"), 0);
-  EXPECT_EQ(sns_gconf_set_string(UINT32_MAX, "x"), 0);
-  const std::string where = "[PD-PLUGIN-DEBUG]plugins/client-plugin/palisade/src/pd_gconf:";
-  EXPECT_EQ(log.text(Channel::debug),
-            where + "sns_gconf_get_string:N: START >>>>>>>>\n\n" + where + "sns_gconf_get_string:N: key error! \n\n\n" +
-                where + "sns_gconf_set_string:N: START >>>>>>>>\n\n" + where +
-                "sns_gconf_set_string:N: key error! \n\n\n" + where +
-                "sns_gconf_set_string:N: END >>>>>>>>\n\n" + where +
-                "sns_gconf_set_string:N: START >>>>>>>>\n\n" + where +
-                "sns_gconf_set_string:N: key error! \n\n\n" + where +
-                "sns_gconf_set_string:N: END >>>>>>>>\n\n");
-}
-
-TEST_F(SettingsStore, BoundedReadTakesAValueOfAnySize) {
+TEST(Settings, ValuesOfAnySizeAreReadWhole) {
+  ASSERT_EQ(sns_gconf_init(), 1);
   std::string big(1 << 20, 'k');
   ASSERT_EQ(sns_gconf_set_string(6, big.c_str()), 1);
-  std::string read;
-  EXPECT_EQ(pd::settings::read(6, read), 1);
-  EXPECT_EQ(read, big);
-  std::string buffer(big.size() + 1, '\0');
-  EXPECT_EQ(sns_gconf_get_string(6, buffer.data()), 1);
-  EXPECT_EQ(buffer.c_str(), big);
+  EXPECT_EQ(read(6), "1:" + big);
+  std::string large(big.size() + 1, '\0');
+  EXPECT_EQ(sns_gconf_get_string(6, large.data()), 1);
+  EXPECT_EQ(large.c_str(), big);
 }
 
-// GConf refuses a null text: the key keeps its value.
-TEST_F(SettingsStore, NullValueKeepsTheStoredOne) {
-  ASSERT_EQ(sns_gconf_set_string(1, "abc"), 1);
-  EXPECT_EQ(sns_gconf_set_string(1, nullptr), 1);
-  std::string read;
-  EXPECT_EQ(pd::settings::read(1, read), 1);
-  EXPECT_EQ(read, "abc");
+// ---------------------------------------------------------------------------
+// Coherence, with the transport double recording the requests.
+
+constexpr const char *kRefused = "<refused>";
+
+// Runs `work` in a callback of the default main loop at idle priority.
+template <typename Work>
+void idle(Work *work) {
+  g_idle_add([](gpointer w) -> gboolean {
+    (*static_cast<Work *>(w))();
+    return G_SOURCE_REMOVE;
+  }, work);
 }
 
-TEST_F(SettingsStore, SecondInitKeepsOneWorkingClient) {
-  ASSERT_EQ(sns_gconf_set_string(4, "p-1"), 1);
-  EXPECT_EQ(sns_gconf_init(), 1);
-  std::string read;
-  EXPECT_EQ(pd::settings::read(4, read), 1);
-  EXPECT_EQ(read, "p-1");
+// Sets the session key as another program does.
+void set_key(const std::string &value) {
+  gconftool("--type string --set /Apps/Sns/Sessionkey '" + value + "'");
+}
+
+class Coherence : public FrameTest {
+ protected:
+  void SetUp() override {
+    pd::log::set_level(pd::log::Level::none);
+    FrameTest::SetUp();
+  }
+  void TearDown() override {
+    if (loop_ != nullptr) {
+      g_main_loop_quit(loop_);
+      engine_.join();
+      g_main_loop_unref(loop_);
+    }
+    FrameTest::TearDown();
+  }
+  // The engine runs GLib's default main loop on a thread of its own.
+  void start_engine_loop() {
+    loop_ = g_main_loop_new(nullptr, FALSE);
+    engine_ = std::thread([this] { g_main_loop_run(loop_); });
+    while (!g_main_loop_is_running(loop_)) std::this_thread::yield();
+  }
+
+  // The session key a friends request carries now, or kRefused.
+  std::string next_key() {
+    size_t before = sns_double::request_count();
+    if (pd_sendreq(handle_, PD_REQ_FRIENDS, nullptr, nullptr) != 0) return kRefused;
+    std::string body = sns_double::requests().at(before).body;
+    size_t at = body.find("SessionKey=\"");
+    if (at == std::string::npos) return "<no key in " + body + ">";
+    return body.substr(at + 12, body.find('"', at + 12) - at - 12);
+  }
+
+  // The same, from a callback of the loop at idle priority (after what the
+  // loop has pending).
+  std::string next_key_in_loop() {
+    std::string key;
+    std::atomic<bool> done{false};
+    auto work = [&] {
+      key = next_key();
+      done = true;
+    };
+    idle(&work);
+    while (!done) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return key;
+  }
+
+  // Every change of the table reaches the next request, also from the
+  // loop's callbacks when it runs; then a key the transport's thread stores
+  // does. A daemon told to shut down refuses (or drops) requests until it is
+  // gone, and gconftool-2 does not always say so: a change is made again
+  // until the store holds it.
+  void expect_changes_seen(int rounds) {
+    for (int round = 0; round < rounds; ++round) {
+      for (const auto &row : data_rows("frame/coherence-changes.rows")) {
+        const std::string &command = row[0], &sent = row[1];
+        for (int attempt = 0; attempt < 100; ++attempt) {
+          gconftool(command);
+          std::string held = gconftool("--get /Apps/Sns/Sessionkey");
+          if (command == "--shutdown" || held == (sent == kRefused ? "" : sent)) break;
+          std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        EXPECT_EQ(next_key(), sent) << command << " (round " << round << ")";
+        if (loop_ != nullptr) {
+          EXPECT_EQ(next_key_in_loop(), sent) << command;
+        }
+      }
+    }
+    std::thread([] { sns_gconf_set_string(PD_SETTING_SESSION_KEY, "from-transport"); }).join();
+    EXPECT_EQ(next_key(), "from-transport");
+    EXPECT_EQ(loop_ ? next_key_in_loop() : "from-transport", "from-transport");
+  }
+
+  GMainLoop *loop_ = nullptr;
+  std::thread engine_;
+};
+
+TEST_F(Coherence, ChangesByAnotherProgramReachTheNextRequest) { expect_changes_seen(3); }
+
+TEST_F(Coherence, ChangesReachRequestsFromTheEngineLoopToo) {
+  start_engine_loop();
+  expect_changes_seen(1);
+}
+
+// Another program's change still undelivered must not come back over a
+// newer write of our own.
+TEST_F(Coherence, OwnWritesAreReadBackAtOnce) {
+  for (int i = 0; i < 5; ++i) {
+    set_key("theirs-" + std::to_string(i));
+    std::string ours = "ours-" + std::to_string(i);
+    ASSERT_EQ(sns_gconf_set_string(PD_SETTING_SESSION_KEY, ours.c_str()), 1);
+    EXPECT_EQ(next_key() + next_key(), ours + ours);
+  }
+}
+
+// A request composed while another program changes the key sends one of the
+// values it was given, never an older one than an earlier request sent.
+TEST_F(Coherence, RequestsDuringChangesSeeTheValuesInOrder) {
+  set_key("k-00");
+  std::atomic<bool> stop{false};
+  std::vector<std::string> sent;
+  std::thread sender([&] {
+    while (!stop) sent.push_back(next_key());
+  });
+  for (int i = 1; i <= 12; ++i) set_key((i < 10 ? "k-0" : "k-") + std::to_string(i));
+  stop = true;
+  sender.join();
+  EXPECT_EQ(next_key(), "k-12");
+  ASSERT_FALSE(sent.empty());
+  for (size_t i = 0; i < sent.size(); ++i) {
+    EXPECT_TRUE(sent[i].size() == 4 && sent[i].compare(0, 2, "k-") == 0) << sent[i];
+    EXPECT_LE(sent[i > 0 ? i - 1 : 0], sent[i]) << "request " << i;
+  }
+}
+
+TEST_F(Coherence, SteadyRequestsSendNoBusMessage) {
+  set_key("steady");
+  ASSERT_EQ(next_key(), "steady");
+  BusCount bus;
+  ASSERT_TRUE(bus.begin());
+  for (int i = 0; i < 50; ++i) ASSERT_EQ(next_key(), "steady");
+  ASSERT_TRUE(bus.end());
+  std::string listing;
+  for (const std::string &message : bus.messages()) listing += message + "\n";
+  EXPECT_EQ(listing, "");
+}
+
+// A loop that does not come back in time: the request is refused instead of
+// waiting on, and a write waits in order for the loop to return.
+TEST_F(Coherence, ABlockedLoopRefusesInsteadOfHanging) {
+  start_engine_loop();
+  set_key("before");
+  std::atomic<bool> release{false};
+  auto block = [&release] {
+    while (!release) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  };
+  idle(&block);
+  EXPECT_EQ(next_key(), kRefused);
+  EXPECT_EQ(sns_gconf_set_string(PD_SETTING_SESSION_KEY, "while-blocked"), 1);
+  release = true;
+  EXPECT_EQ(next_key(), "while-blocked");
+}
+
+// The D-Bus session ends under a running plug-in: requests are refused and
+// nothing hangs. The case starts (and ends) a session bus of its own.
+TEST(SessionEnd, RequestsAreRefusedOnceTheBusIsGone) {
+  char home[] = "/tmp/pd-session-end.XXXXXX";
+  ASSERT_NE(mkdtemp(home), nullptr);
+  setenv("HOME", home, 1);
+  pd::log::set_level(pd::log::Level::none);
+  FILE *bus = popen("dbus-daemon --session --fork --print-address=1 --print-pid=1", "r");
+  ASSERT_NE(bus, nullptr);
+  char address[512] = {}, pid[32] = {};
+  ASSERT_TRUE(std::fgets(address, sizeof address, bus) && std::fgets(pid, sizeof pid, bus));
+  pclose(bus);
+  address[std::strcspn(address, "\n")] = '\0';
+  setenv("DBUS_SESSION_BUS_ADDRESS", address, 1);
+
+  void *handle = nullptr;
+  ASSERT_EQ(pd_init(&handle), 0);
+  ASSERT_EQ(sns_gconf_set_string(PD_SETTING_SESSION_KEY, "k-1"), 1);
+  EXPECT_EQ(pd_sendreq(handle, PD_REQ_FRIENDS, nullptr, nullptr), 0);
+  std::string key;
+  EXPECT_EQ(pd::settings::read(PD_SETTING_SESSION_KEY, key), 1);
+  EXPECT_EQ(key, "k-1");
+  // The bus daemon is not our child: wait until it is gone, and with it
+  // every connection it served.
+  const pid_t daemon = static_cast<pid_t>(std::atoi(pid));
+  ASSERT_EQ(kill(daemon, SIGTERM), 0);
+  for (int i = 0; i < 1000 && kill(daemon, 0) == 0; ++i) usleep(10000);
+  ASSERT_NE(kill(daemon, 0), 0);
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(pd_sendreq(handle, PD_REQ_FRIENDS, nullptr, nullptr), 3);
+    EXPECT_EQ(pd::settings::read(PD_SETTING_SESSION_KEY, key), 0);
+    EXPECT_EQ(sns_gconf_set_string(PD_SETTING_SESSION_KEY, "k-2"), 1);
+  }
+  EXPECT_EQ(sns_double::request_count(), 1u);
+  pd_finalize(handle);
+  sns_double::reset();
+  std::system((std::string("rm -rf ") + home).c_str());
 }
 
 }  // namespace

@@ -1,92 +1,65 @@
 #include "support/bus_count.h"
 
-#include <fcntl.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <chrono>
-#include <cstdio>
-#include <fstream>
-#include <sstream>
-#include <thread>
-
-extern char **environ;
 
 namespace pd_test {
-namespace {
-constexpr const char *kMarkInterface = "pd.test.Mark";
-}
 
-BusCount::BusCount() {
-  char name[] = "/tmp/pd-monitor.XXXXXX";
-  int fd = mkstemp(name);
-  if (fd < 0) return;
-  close(fd);
-  file_ = name;
-  posix_spawn_file_actions_t files;
-  posix_spawn_file_actions_init(&files);
-  posix_spawn_file_actions_addopen(&files, 1, name, O_WRONLY | O_TRUNC, 0600);
-  posix_spawn_file_actions_addopen(&files, 2, "/dev/null", O_WRONLY, 0);
-  char *argv[] = {const_cast<char *>("dbus-monitor"), const_cast<char *>("--session"),
-                  const_cast<char *>("--profile"), nullptr};
-  if (posix_spawnp(&monitor_, "dbus-monitor", &files, nullptr, argv, environ) != 0) monitor_ = 0;
-  posix_spawn_file_actions_destroy(&files);
-  marks_ = dbus_bus_get_private(DBUS_BUS_SESSION, nullptr);
+BusCount::BusCount()
+    : monitor_(dbus_bus_get_private(DBUS_BUS_SESSION, nullptr)),
+      marks_(dbus_bus_get_private(DBUS_BUS_SESSION, nullptr)) {
+  if (monitor_ == nullptr) return;
+  dbus_connection_set_exit_on_disconnect(monitor_, FALSE);
+  // No match rules: every message on the bus.
+  DBusMessage *call = dbus_message_new_method_call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS,
+                                                   "org.freedesktop.DBus.Monitoring", "BecomeMonitor");
+  const char **rules = nullptr;
+  dbus_uint32_t flags = 0;
+  dbus_message_append_args(call, DBUS_TYPE_ARRAY, DBUS_TYPE_STRING, &rules, 0, DBUS_TYPE_UINT32, &flags,
+                           DBUS_TYPE_INVALID);
+  DBusMessage *reply = dbus_connection_send_with_reply_and_block(monitor_, call, 5000, nullptr);
+  dbus_message_unref(call);
+  if (reply != nullptr) {
+    dbus_message_unref(reply);
+  } else {
+    dbus_connection_close(monitor_);
+    dbus_connection_unref(monitor_);
+    monitor_ = nullptr;
+  }
 }
 
 BusCount::~BusCount() {
-  if (marks_ != nullptr) {
-    dbus_connection_close(marks_);
-    dbus_connection_unref(marks_);
+  for (DBusConnection *connection : {monitor_, marks_}) {
+    if (connection == nullptr) continue;
+    dbus_connection_close(connection);
+    dbus_connection_unref(connection);
   }
-  if (monitor_ > 0) {
-    kill(monitor_, SIGTERM);
-    waitpid(monitor_, nullptr, 0);
-  }
-  if (!file_.empty()) std::remove(file_.c_str());
 }
 
 bool BusCount::mark(const char *member) {
-  if (marks_ == nullptr || monitor_ <= 0) return false;
-  // Resent until seen: the monitor may still be starting.
+  if (monitor_ == nullptr || marks_ == nullptr) return false;
+  DBusMessage *signal = dbus_message_new_signal("/pd/test/Mark", "pd.test.Mark", member);
+  dbus_connection_send(marks_, signal, nullptr);
+  dbus_connection_flush(marks_);
+  dbus_message_unref(signal);
+  // What the monitor sees before the mark is the work's.
+  std::vector<std::string> seen;
   auto until = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (std::chrono::steady_clock::now() < until) {
-    DBusMessage *signal = dbus_message_new_signal("/pd/test/Mark", kMarkInterface, member);
-    dbus_connection_send(marks_, signal, nullptr);
-    dbus_connection_flush(marks_);
-    dbus_message_unref(signal);
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    if (recorded().find(std::string(kMarkInterface) + "\t" + member) != std::string::npos) return true;
-  }
-  return false;
-}
-
-std::string BusCount::recorded() const {
-  std::ifstream in(file_);
-  std::ostringstream out;
-  out << in.rdbuf();
-  return out.str();
-}
-
-std::vector<std::string> BusCount::messages() const {
-  const std::string begin = std::string(kMarkInterface) + "\tBegin";
-  const std::string end = std::string(kMarkInterface) + "\tEnd";
-  std::vector<std::string> inside;
-  std::istringstream in(recorded());
-  bool open = false;
-  for (std::string line; std::getline(in, line);) {
-    if (line.find(begin) != std::string::npos) {
-      open = true;
-      inside.clear();
-    } else if (line.find(end) != std::string::npos) {
-      if (open) return inside;
-    } else if (open) {
-      inside.push_back(line);
+  while (std::chrono::steady_clock::now() < until && dbus_connection_read_write(monitor_, 100)) {
+    while (DBusMessage *message = dbus_connection_pop_message(monitor_)) {
+      bool is_mark = dbus_message_is_signal(message, "pd.test.Mark", member);
+      std::string line = dbus_message_type_to_string(dbus_message_get_type(message));
+      for (const char *part : {dbus_message_get_sender(message), dbus_message_get_destination(message),
+                               dbus_message_get_interface(message), dbus_message_get_member(message)})
+        line += std::string("\t") + (part ? part : "");
+      dbus_message_unref(message);
+      if (is_mark) {
+        seen_ = std::move(seen);
+        return true;
+      }
+      seen.push_back(line);
     }
   }
-  return {};
+  return false;
 }
 
 }  // namespace pd_test
