@@ -2,9 +2,6 @@
 // process finds the session key in GConf (the same private D-Bus session)
 // and is served with it; a logout in a third ends it for the fourth.
 #include <gtest/gtest.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -14,37 +11,15 @@
 #include "support/gateway_sim.h"
 #include "support/golden.h"
 
-extern char **environ;
-
 namespace pd_test {
 namespace {
 
-// The standard output of one run of e2e_engine_step, or a note of how it
-// failed.
+// The standard output of one run of e2e_engine_step, and how it ended when
+// not well.
 std::string run_step(std::vector<std::string> args) {
   args.insert(args.begin(), PD_E2E_ENGINE_STEP);
-  std::vector<char *> argv;
-  for (std::string &arg : args) argv.push_back(arg.data());
-  argv.push_back(nullptr);
-  int out[2];
-  if (pipe(out) != 0) return "no pipe";
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
-  posix_spawn_file_actions_addclose(&actions, out[0]);
-  pid_t pid = 0;
-  int spawned = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  close(out[1]);
-  std::string text;
-  char buffer[4096];
-  for (ssize_t n; (n = read(out[0], buffer, sizeof buffer)) > 0;) text.append(buffer, static_cast<size_t>(n));
-  close(out[0]);
-  if (spawned != 0) return "not started";
-  int status = 0;
-  waitpid(pid, &status, 0);
-  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) text += "[exit status " + std::to_string(status) + "]";
-  return text;
+  Outcome step = run_program(args);
+  return step.out + (step.status != 0 ? "[exit status " + std::to_string(step.status) + "]" : "");
 }
 
 TEST(Session, ALoginServesTheNextProcessUntilALogout) {

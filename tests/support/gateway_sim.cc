@@ -1,15 +1,19 @@
 #include "support/gateway_sim.h"
 
 #include <curl/curl.h>
+#include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <thread>
 
@@ -45,6 +49,74 @@ int wait_for(pid_t pid, double seconds) {
 }
 
 }  // namespace
+
+Outcome run_program(std::vector<std::string> argv, const std::vector<std::string> &env,
+                const std::string &input, bool merged, double seconds) {
+  std::map<std::string, std::string> variables;
+  auto set = [&variables](const std::string &entry) { variables[entry.substr(0, entry.find('='))] = entry; };
+  for (char **e = environ; *e != nullptr; ++e) set(*e);
+  for (const std::string &entry : env) set(entry);
+  std::vector<std::string> entries;
+  for (auto &[name, entry] : variables) entries.push_back(entry);
+  std::vector<char *> args, envp;
+  for (std::string &arg : argv) args.push_back(arg.data());
+  for (std::string &entry : entries) envp.push_back(entry.data());
+  args.push_back(nullptr);
+  envp.push_back(nullptr);
+  // A program that ends without reading all its input must not end the test.
+  signal(SIGPIPE, SIG_IGN);
+  Outcome run;
+  int in[2], out[2], err[2];
+  if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) return run;
+  pid_t pid = fork();
+  if (pid == 0) {
+    dup2(in[0], STDIN_FILENO);
+    dup2(out[1], STDOUT_FILENO);
+    dup2(merged ? out[1] : err[1], STDERR_FILENO);
+    execve(args[0], args.data(), envp.data());
+    _exit(127);
+  }
+  close(in[0]);
+  close(out[1]);
+  close(err[1]);
+  std::thread feeder([fd = in[1], &input] {
+    for (size_t done = 0; done < input.size();) {
+      ssize_t n = write(fd, input.data() + done, input.size() - done);
+      if (n <= 0) break;
+      done += static_cast<size_t>(n);
+    }
+    close(fd);
+  });
+  pollfd fds[2] = {{out[0], POLLIN, 0}, {err[0], POLLIN, 0}};
+  std::string *sinks[2] = {&run.out, &run.err};
+  auto until = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+  for (int open = 2; open > 0 && std::chrono::steady_clock::now() < until;) {
+    if (poll(fds, 2, 100) <= 0) continue;
+    for (int i = 0; i < 2; ++i) {
+      if (fds[i].fd < 0 || fds[i].revents == 0) continue;
+      char buffer[65536];
+      ssize_t n = read(fds[i].fd, buffer, sizeof buffer);
+      if (n > 0) {
+        sinks[i]->append(buffer, static_cast<size_t>(n));
+      } else {
+        close(fds[i].fd);
+        fds[i].fd = -1;
+        --open;
+      }
+    }
+  }
+  for (pollfd &fd : fds)
+    if (fd.fd >= 0) close(fd.fd);
+  double left = std::chrono::duration<double>(until - std::chrono::steady_clock::now()).count();
+  int status = wait_for(pid, std::max(left, 1.0));
+  if (status < 0) {
+    kill(pid, SIGKILL);
+    wait_for(pid, 5);
+  }
+  feeder.join();
+  run.status = status;
+  return run;
+}
 
 const std::string *RecordedRequest::header(std::string_view name) const {
   for (const auto &[key, value] : headers)

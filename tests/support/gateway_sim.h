@@ -33,6 +33,18 @@ struct HttpOptions {
   std::string connect_to;            // a libcurl connect-to entry
 };
 
+// How a program run by a test ended (status -1: killed, still running after
+// its time) and what it wrote; standard error goes to `out` too when merged.
+struct Outcome {
+  int status = -1;
+  std::string out, err;
+};
+
+// Runs argv[0] (a path) with the test's environment plus `env` ("NAME=value"
+// entries, each replacing its name) and `input` on its standard input.
+Outcome run_program(std::vector<std::string> argv, const std::vector<std::string> &env = {},
+                const std::string &input = {}, bool merged = false, double seconds = 60);
+
 // One request with libcurl, without a proxy: the HTTP status (0 when no
 // answer came) and the body in `answer`.
 long http_request(const std::string &method, const std::string &url, const std::string &body,

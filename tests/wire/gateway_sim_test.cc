@@ -2,99 +2,37 @@
 // answers to bad requests, recorded conversations (the format, damaged
 // files, replay with ignored fields).
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <spawn.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstring>
 #include <filesystem>
-#include <thread>
 
 #include "gateway.h"
 #include "support/gateway_sim.h"
 #include "support/golden.h"
+#include "support/raw_http.h"
 #include "trace.h"
-
-extern char **environ;
 
 namespace {
 
 using pd_test::GatewaySim;
 
-struct Outcome {
-  int status = -1;
-  std::string output;  // standard output and error together
-};
-
-// `program` with `args`; it must end by itself within 20 seconds.
-Outcome run(const char *program, std::vector<std::string> args) {
+// `program` with `args`, its standard output and error together; it must
+// end by itself within 20 seconds.
+pd_test::Outcome run(const char *program, std::vector<std::string> args) {
   args.insert(args.begin(), program);
-  std::vector<char *> argv;
-  for (std::string &arg : args) argv.push_back(arg.data());
-  argv.push_back(nullptr);
-  int out[2];
-  if (pipe(out) != 0) return {};
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
-  posix_spawn_file_actions_adddup2(&actions, out[1], STDERR_FILENO);
-  posix_spawn_file_actions_addclose(&actions, out[0]);
-  pid_t pid = 0;
-  int spawned = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  close(out[1]);
-  Outcome outcome;
-  auto until = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  for (bool open = true; open && std::chrono::steady_clock::now() < until;) {
-    pollfd ready{out[0], POLLIN, 0};
-    if (poll(&ready, 1, 100) <= 0) continue;
-    char buffer[4096];
-    ssize_t n = read(out[0], buffer, sizeof buffer);
-    if (n > 0) outcome.output.append(buffer, static_cast<size_t>(n));
-    open = n > 0;
-  }
-  close(out[0]);
-  if (spawned != 0) return outcome;
-  int status = 0;
-  while (waitpid(pid, &status, WNOHANG) != pid) {
-    if (std::chrono::steady_clock::now() > until) {
-      // Still running: it should have ended by itself.
-      kill(pid, SIGKILL);
-      waitpid(pid, &status, 0);
-      return outcome;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  return outcome;
+  return pd_test::run_program(args, {}, {}, true, 20);
 }
 
-Outcome run_sim(std::vector<std::string> args) { return run(PD_GATEWAY_SIM, std::move(args)); }
-
-// A loopback port held by a listening socket.
-int busy_port(int *fd) {
-  *fd = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  if (bind(*fd, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 || listen(*fd, 1) != 0 ||
-      getsockname(*fd, reinterpret_cast<sockaddr *>(&address), &length) != 0)
-    return 0;
-  return ntohs(address.sin_port);
-}
+pd_test::Outcome run_sim(std::vector<std::string> args) { return run(PD_GATEWAY_SIM, std::move(args)); }
 
 TEST(GatewaySimCommandLine, RefusesWhatCannotWorkNamingWhy) {
   std::string certs = PD_GATEWAY_SIM_CERTS;
   std::vector<std::string> base = {"--cert", certs + "/server.pem", "--key", certs + "/server.key", "--seed",
                                    PD_GATEWAY_SIM_SEED};
-  int held = -1;
-  std::string busy = std::to_string(busy_port(&held));
+  int port = 0, held = pd_test::loopback_socket(&port, true);
+  std::string busy = std::to_string(port);
   std::string damaged = pd_test::data_path("gateway-sim/damaged");
   struct Row {
     std::vector<std::string> args;  // after `base`
@@ -114,26 +52,26 @@ TEST(GatewaySimCommandLine, RefusesWhatCannotWorkNamingWhy) {
   for (const Row &row : rows) {
     std::vector<std::string> args = base;
     args.insert(args.end(), row.args.begin(), row.args.end());
-    Outcome sim = run_sim(args);
-    EXPECT_EQ(sim.status, row.status) << row.args[0] << ": " << sim.output;
-    EXPECT_NE(sim.output.find(row.says), std::string::npos) << sim.output;
+    pd_test::Outcome sim = run_sim(args);
+    EXPECT_EQ(sim.status, row.status) << row.args[0] << ": " << sim.out;
+    EXPECT_NE(sim.out.find(row.says), std::string::npos) << sim.out;
   }
   close(held);
-  Outcome no_seed = run_sim({"--cert", base[1], "--key", base[3]});
+  pd_test::Outcome no_seed = run_sim({"--cert", base[1], "--key", base[3]});
   EXPECT_EQ(no_seed.status, 2);
-  EXPECT_NE(no_seed.output.find("--seed is needed unless --replay is given"), std::string::npos);
+  EXPECT_NE(no_seed.out.find("--seed is needed unless --replay is given"), std::string::npos);
 }
 
 TEST(GatewaySimCommandLine, HelpListsEveryPathEverySwitchsDefaultAndTheExitCodes) {
-  Outcome help = run_sim({"--help"});
+  pd_test::Outcome help = run_sim({"--help"});
   EXPECT_EQ(help.status, 0);
   for (const gateway_sim::ServedPath &served : gateway_sim::served_paths()) {
-    EXPECT_NE(help.output.find(std::string(served.path) + " "), std::string::npos) << served.path;
-    EXPECT_NE(help.output.find(served.serves), std::string::npos) << served.serves;
+    EXPECT_NE(help.out.find(std::string(served.path) + " "), std::string::npos) << served.path;
+    EXPECT_NE(help.out.find(served.serves), std::string::npos) << served.serves;
   }
   for (const char *shown : {"--http-port INT:INT in [0 - 65535]=0", "--max-body-bytes UINT=8388608",
                             "--idle-timeout UINT:INT in [1 - 86400]=60", "--fault-path TEXT=*", "Exit codes: 0"})
-    EXPECT_NE(help.output.find(shown), std::string::npos) << shown;
+    EXPECT_NE(help.out.find(shown), std::string::npos) << shown;
 }
 
 // Every bad request says what is wrong; good ones change the faults.
@@ -204,9 +142,9 @@ TEST(GatewaySimControl, GatewaySimCtlSendsEachRequest) {
   for (const Row &row : rows) {
     std::vector<std::string> args = {"--port", port};
     args.insert(args.end(), row.args.begin(), row.args.end());
-    Outcome ctl = run(PD_GATEWAY_SIM_CTL, args);
-    EXPECT_EQ(ctl.status, row.status) << row.args[0] << ": " << ctl.output;
-    EXPECT_EQ(ctl.output.substr(0, std::strlen(row.says)), row.says) << row.args[0];
+    pd_test::Outcome ctl = run(PD_GATEWAY_SIM_CTL, args);
+    EXPECT_EQ(ctl.status, row.status) << row.args[0] << ": " << ctl.out;
+    EXPECT_EQ(ctl.out.substr(0, std::strlen(row.says)), row.says) << row.args[0];
   }
   EXPECT_EQ(sim.stop(), 0);
   EXPECT_EQ(run(PD_GATEWAY_SIM_CTL, {"--port", port, "status"}).status, 3) << "gateway-sim is gone";
