@@ -396,6 +396,12 @@ TEST_F(PdctlTest, UploadProgressFitsTheTerminal) {
       if (it->str().find('%') != std::string::npos) bars.push_back(it->str());
     }
     ASSERT_GT(bars.size(), 2u) << screen;
+    std::smatch percent;
+    for (int i = 0, before = 0; i < static_cast<int>(bars.size()); ++i) {  // the transport's progress only grows
+      ASSERT_TRUE(std::regex_search(bars[i], percent, std::regex("([0-9]+)%"))) << bars[i];
+      EXPECT_GE(std::stoi(percent[1]), before) << bars[i];
+      before = std::stoi(percent[1]);
+    }
     EXPECT_NE(bars.front().find("[..."), std::string::npos) << bars.front();
     EXPECT_NE(bars.front().find("0.0/1.0 MiB"), std::string::npos) << bars.front();
     EXPECT_TRUE(std::regex_search(bars.back(), std::regex("100% 1.0/1.0 MiB [0-9.]+ (KiB|MiB)/s$"))) << bars.back();
