@@ -177,13 +177,14 @@ bool GatewaySim::start(const std::vector<std::string> &switches, std::string *er
 }
 
 int GatewaySim::stop() {
-  int status = -1;
+  int status = 0;
   if (pid_ > 0) {
     kill(pid_, SIGTERM);
     status = wait_for(pid_, 20);
     if (status < 0) {
       kill(pid_, SIGKILL);
       wait_for(pid_, 5);
+      status = 128 + SIGKILL;
     }
     pid_ = -1;
   }

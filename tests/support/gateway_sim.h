@@ -61,7 +61,7 @@ class GatewaySim {
   // (faults, --cdata, ...). Returns false and says why when it did not come up.
   bool start(const std::vector<std::string> &switches = {}, std::string *error = nullptr,
              bool record = true);
-  // Stops it; returns its exit status (0 for a clean stop), -1 when not running.
+  // Stops it; its exit status (0 for a clean stop, or when none ran).
   int stop();
   // Ends it at once, as a crash would: connections die mid-request.
   void kill_now();

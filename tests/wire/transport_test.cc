@@ -70,16 +70,13 @@ class Wire : public ::testing::Test {
     if (handle_ != nullptr) {
       EXPECT_EQ(sns_nt_finalize(handle_), 0);
     }
-    if (sim_started_) {
-      EXPECT_EQ(sim_.stop(), 0) << "gateway-sim did not stop cleanly";
-    }
+    EXPECT_EQ(sim_.stop(), 0) << "gateway-sim did not stop cleanly";
   }
 
   // Starts gateway-sim with the given switches and a transport pointed at it.
   void start(const std::vector<std::string> &switches = {}) {
     std::string error;
     ASSERT_TRUE(sim_.start(switches, &error)) << error;
-    sim_started_ = true;
     sim_.export_environment();
     open_transport();
   }
@@ -156,7 +153,6 @@ class Wire : public ::testing::Test {
   }
 
   GatewaySim sim_;
-  bool sim_started_ = false;
   sns_nt_handle handle_ = nullptr;
   uint32_t id_ = 0;
   std::string session_ = kGoldenKey;
@@ -276,7 +272,6 @@ TEST_F(Wire, EachFailureIsToldWithItsCause) {
     ASSERT_EQ(sns_nt_finalize(handle_), 0);
     handle_ = nullptr;
     ASSERT_EQ(sim_.stop(), 0);
-    sim_started_ = false;
     for (const auto &[name, value] : row.environment) unsetenv(name);
   }
 }
