@@ -242,8 +242,9 @@ long http_request(const std::string &method, const std::string &url, const std::
   if (easy == nullptr) return 0;
   curl_slist *headers = nullptr;
   for (const std::string &header : options.headers) headers = curl_slist_append(headers, header.c_str());
-  curl_slist *connect_to =
-      options.connect_to.empty() ? nullptr : curl_slist_append(nullptr, options.connect_to.c_str());
+  curl_slist *connect_to = nullptr;
+  std::istringstream entries(options.connect_to);
+  for (std::string entry; std::getline(entries, entry, ',');) connect_to = curl_slist_append(connect_to, entry.c_str());
   curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
   curl_easy_setopt(easy, CURLOPT_PROXY, "");
   curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, method.c_str());

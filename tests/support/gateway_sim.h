@@ -30,7 +30,7 @@ struct RecordedRequest {
 struct HttpOptions {
   std::vector<std::string> headers;  // "Name: value"
   std::string ca_file;               // for HTTPS
-  std::string connect_to;            // a libcurl connect-to entry
+  std::string connect_to;            // libcurl connect-to entries, comma-separated
 };
 
 // How a program run by a test ended (status -1: killed, still running after
