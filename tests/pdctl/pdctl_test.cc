@@ -50,39 +50,6 @@ std::string mask(std::string text) {
   return text;
 }
 
-// A transcript file: each command as "$ [NAME=value ...] pdctl ARGS" (an
-// argument that is empty or holds a space in single quotes), its exit status
-// and what it wrote. The commands are read back from the file itself.
-std::string transcript(const std::vector<std::string> &args, const Outcome &run) {
-  std::string text = "$";
-  bool command = false;
-  for (const std::string &arg : args) {
-    if (!command && (arg.find('=') == std::string::npos || arg[0] == '-')) text += " pdctl", command = true;
-    text += " " + (arg.empty() || arg.find(' ') != std::string::npos ? "'" + arg + "'" : arg);
-  }
-  if (!command) text += " pdctl";
-  return text + "\nexit " + std::to_string(run.status) + "\n" + run.out + run.err + "\n";
-}
-
-std::vector<std::vector<std::string>> commands_of(const std::string &text) {
-  std::vector<std::vector<std::string>> commands;
-  std::istringstream lines(text);
-  for (std::string line; std::getline(lines, line);) {
-    if (line.rfind("$ ", 0) != 0) continue;
-    std::vector<std::string> args;
-    for (size_t at = 2; at < line.size(); ++at) {
-      bool quoted = line[at] == '\'';
-      size_t end = quoted ? line.find("' ", at + 1) : line.find(' ', at);
-      if (end == std::string::npos) end = line.size() - (quoted ? 1 : 0);
-      std::string arg = line.substr(at + quoted, end - at - quoted);
-      if (arg != "pdctl" || quoted) args.push_back(std::regex_replace(arg, std::regex("<other-ca.pem>"), GatewaySim::other_ca_file()));
-      at = end + quoted;
-    }
-    commands.push_back(args);
-  }
-  return commands;
-}
-
 // Whether any text of a JSON document is `text`.
 bool holds_text(const json &document, const std::string &text) {
   if (document.is_string()) return document.get<std::string>() == text;
@@ -141,9 +108,12 @@ class PdctlTest : public ::testing::Test {
   // Runs the commands of a transcript file and compares all they said with it.
   void expect_transcript(const std::string &name, const std::vector<std::string> &env = {}) {
     std::string text;
-    auto commands = commands_of(pd_test::read_data("pdctl/" + name + ".txt"));
+    auto commands = pd_test::transcript_commands(pd_test::read_data("pdctl/" + name + ".txt"), "pdctl");
     EXPECT_FALSE(commands.empty()) << name;
-    for (const auto &args : commands) text += transcript(args, pdctl(args, env));
+    for (auto args : commands) {
+      for (std::string &arg : args) arg = std::regex_replace(arg, std::regex("<other-ca.pem>"), GatewaySim::other_ca_file());
+      text += pd_test::transcript_entry("pdctl", args, pdctl(args, env));
+    }
     EXPECT_TRUE(matches_golden("pdctl/" + name + ".txt", mask(text)));
   }
 

@@ -24,9 +24,7 @@ namespace {
 
 std::string read_file(const std::string &path) {
   std::ifstream in(path, std::ios::binary);
-  std::ostringstream out;
-  out << in.rdbuf();
-  return out.str();
+  return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
 // The value after "key=" in a ready file, or 0.
@@ -118,16 +116,44 @@ Outcome run_program(std::vector<std::string> argv, const std::vector<std::string
   return run;
 }
 
+std::string transcript_entry(const std::string &program, const std::vector<std::string> &args,
+                             const Outcome &outcome) {
+  std::string text = "$";
+  bool named = false;
+  for (const std::string &arg : args) {
+    if (!named && (arg.find('=') == std::string::npos || arg[0] == '-')) text += " " + program, named = true;
+    text += " " + (arg.empty() || arg.find(' ') != std::string::npos ? "'" + arg + "'" : arg);
+  }
+  if (!named) text += " " + program;
+  return text + "\nexit " + std::to_string(outcome.status) + "\n" + outcome.out + outcome.err + "\n";
+}
+
+std::vector<std::vector<std::string>> transcript_commands(const std::string &text, const std::string &program) {
+  std::vector<std::vector<std::string>> commands;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.rfind("$ ", 0) != 0) continue;
+    std::vector<std::string> args;
+    for (size_t at = 2; at < line.size(); ++at) {
+      bool quoted = line[at] == '\'';
+      size_t end = quoted ? line.find("' ", at + 1) : line.find(' ', at);
+      if (end == std::string::npos) end = line.size() - quoted;
+      std::string arg = line.substr(at + quoted, end - at - quoted);
+      if (arg != program || quoted) args.push_back(arg);
+      at = end + quoted;
+    }
+    commands.push_back(args);
+  }
+  return commands;
+}
+
 const std::string *RecordedRequest::header(std::string_view name) const {
   for (const auto &[key, value] : headers)
     if (key == name) return &value;
   return nullptr;
 }
 
-GatewaySim::~GatewaySim() { stop(); }
-
-bool GatewaySim::start(const std::vector<std::string> &switches, std::string *error,
-                       bool record) {
+bool GatewaySim::start(const std::vector<std::string> &switches, std::string *error, bool record) {
   std::string ignored;
   if (error == nullptr) error = &ignored;
   char pattern[] = "/tmp/gateway-sim.XXXXXX";
@@ -290,8 +316,6 @@ bool GatewaySim::fault(const std::string &fields, std::string *error) const {
   if (error != nullptr) *error = answer;
   return false;
 }
-
-bool GatewaySim::clear_faults() const { return control("DELETE", "/faults") == 200; }
 
 long long GatewaySim::counter(const std::string &name) const {
   std::string text;

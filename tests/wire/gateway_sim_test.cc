@@ -27,39 +27,40 @@ pd_test::Outcome run(const char *program, std::vector<std::string> args) {
 
 pd_test::Outcome run_sim(std::vector<std::string> args) { return run(PD_GATEWAY_SIM, std::move(args)); }
 
+// Runs the commands of a transcript file under tests/data/gateway-sim, each
+// after `before`, with each value of `shown` typed and shown as its
+// placeholder, and compares all they said with the file.
+void expect_transcript(const char *program, const std::string &file, const std::vector<std::string> &before,
+                       const std::vector<std::pair<std::string, std::string>> &shown) {
+  std::string name = std::filesystem::path(program).filename(), text;
+  auto replace = [](std::string text, const std::string &from, const std::string &to) {
+    for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
+      text.replace(at, from.size(), to);
+    return text;
+  };
+  auto commands = pd_test::transcript_commands(pd_test::read_data("gateway-sim/" + file), name);
+  EXPECT_FALSE(commands.empty()) << file;
+  for (const std::vector<std::string> &args : commands) {
+    std::vector<std::string> typed = before;
+    for (std::string arg : args) {
+      for (const auto &[value, placeholder] : shown) arg = replace(arg, placeholder, value);
+      typed.push_back(arg);
+    }
+    pd_test::Outcome outcome = run(program, typed);
+    for (const auto &[value, placeholder] : shown) outcome.out = replace(outcome.out, value, placeholder);
+    text += pd_test::transcript_entry(name, args, outcome);
+  }
+  EXPECT_TRUE(pd_test::matches_golden("gateway-sim/" + file, text));
+}
+
+// Each refusal names what is wrong and exits with its documented status.
 TEST(GatewaySimCommandLine, RefusesWhatCannotWorkNamingWhy) {
   std::string certs = PD_GATEWAY_SIM_CERTS;
-  std::vector<std::string> base = {"--cert", certs + "/server.pem", "--key", certs + "/server.key", "--seed",
-                                   PD_GATEWAY_SIM_SEED};
   int port = 0, held = pd_test::loopback_socket(&port, true);
-  std::string busy = std::to_string(port);
-  std::string damaged = pd_test::data_path("gateway-sim/damaged");
-  struct Row {
-    std::vector<std::string> args;  // after `base`
-    int status;
-    std::string says;
-  };
-  const Row rows[] = {
-      {{"--fault-path", "/nowhere"}, 2, "--fault-path /nowhere matches no served path"},
-      {{"--http-port", "47123", "--control-port", "47123"}, 2,
-       "port 47123 is given to both --http-port and --control-port"},
-      {{"--https-port", busy}, 3, "cannot listen for --https-port: port " + busy + " is in use"},
-      {{"--replay", damaged}, 4, damaged + "/01-bad-base64:"},
-      {{"--fault", "path=/upload/* status=abc"}, 2, "status needs an HTTP status from 100 to 599, not \"abc\""},
-      {{"--frobnicate"}, 2, "frobnicate"},
-      {{"--record", "/proc/no-such-folder/trace"}, 1, "/proc/no-such-folder/trace is not a folder"},
-  };
-  for (const Row &row : rows) {
-    std::vector<std::string> args = base;
-    args.insert(args.end(), row.args.begin(), row.args.end());
-    pd_test::Outcome sim = run_sim(args);
-    EXPECT_EQ(sim.status, row.status) << row.args[0] << ": " << sim.out;
-    EXPECT_NE(sim.out.find(row.says), std::string::npos) << sim.out;
-  }
+  expect_transcript(PD_GATEWAY_SIM, "refusals.txt", {"--cert", certs + "/server.pem", "--key", certs + "/server.key"},
+                    {{std::to_string(port), "<busy-port>"}, {PD_GATEWAY_SIM_SEED, "<seed>"},
+                     {pd_test::data_path("gateway-sim/damaged"), "<damaged>"}});
   close(held);
-  pd_test::Outcome no_seed = run_sim({"--cert", base[1], "--key", base[3]});
-  EXPECT_EQ(no_seed.status, 2);
-  EXPECT_NE(no_seed.out.find("--seed is needed unless --replay is given"), std::string::npos);
 }
 
 TEST(GatewaySimCommandLine, HelpListsEveryPathEverySwitchsDefaultAndTheExitCodes) {
@@ -123,29 +124,7 @@ TEST(GatewaySimControl, GatewaySimCtlSendsEachRequest) {
   std::string error;
   ASSERT_TRUE(sim.start({}, &error, false)) << error;
   std::string port = std::to_string(sim.control_port());
-  struct Row {
-    std::vector<std::string> args;  // after --port
-    int status;
-    const char *says;
-  };
-  const Row rows[] = {
-      {{"fault", "path=/upload/*", "skip=2", "context=two words & more", "envelope=7/703"}, 0, "id=1\n"},
-      {{"faults"}, 0, "id=1 path=/upload/* skip=2 envelope=7/703 context=two words & more seen=0 applied=0\n"},
-      {{"fault", "path=/nowhere", "drop"}, 1, "error: path \"/nowhere\" matches no served path\n"},
-      {{"clear", "1"}, 0, "cleared 1\n"},
-      {{"clear", "1"}, 1, "error: no fault 1\n"},
-      {{"reseed", "42"}, 0, "reseeded with 42\n"},
-      {{"reset", PD_GATEWAY_SIM_SEED}, 0, "network reset to the seed given\n"},
-      {{"status"}, 0, "requests=0\n"},
-      {{"frobnicate"}, 2, ""},
-  };
-  for (const Row &row : rows) {
-    std::vector<std::string> args = {"--port", port};
-    args.insert(args.end(), row.args.begin(), row.args.end());
-    pd_test::Outcome ctl = run(PD_GATEWAY_SIM_CTL, args);
-    EXPECT_EQ(ctl.status, row.status) << row.args[0] << ": " << ctl.out;
-    EXPECT_EQ(ctl.out.substr(0, std::strlen(row.says)), row.says) << row.args[0];
-  }
+  expect_transcript(PD_GATEWAY_SIM_CTL, "ctl.txt", {"--port", port}, {{PD_GATEWAY_SIM_SEED, "<seed>"}});
   EXPECT_EQ(sim.stop(), 0);
   EXPECT_EQ(run(PD_GATEWAY_SIM_CTL, {"--port", port, "status"}).status, 3) << "gateway-sim is gone";
 }
