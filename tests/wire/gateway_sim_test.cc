@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
+#include <sstream>
 
 #include "gateway.h"
 #include "support/gateway_sim.h"
@@ -75,46 +76,24 @@ TEST(GatewaySimCommandLine, HelpListsEveryPathEverySwitchsDefaultAndTheExitCodes
     EXPECT_NE(help.out.find(shown), std::string::npos) << shown;
 }
 
-// Every bad request says what is wrong; good ones change the faults.
+// Every bad request says what is wrong; good ones change the faults. The
+// requests of tests/data/gateway-sim/control.txt ("> METHOD PATH [BODY]"),
+// each followed there by its status and answer.
 TEST(GatewaySimControl, AnswersEveryRequestPlainly) {
   GatewaySim sim;
-  std::string error;
+  std::string error, text;
   ASSERT_TRUE(sim.start({}, &error, false)) << error;
-  struct Row {
-    const char *method, *path, *body;
-    int status;
-    const char *answer;
-  };
-  const Row rows[] = {
-      {"POST", "/faults", "path=/upload/*&bogus=1", 400, "error: unknown fault \"bogus\" (known: path, skip,"},
-      {"POST", "/faults", "path=/nowhere&status=500", 400, "error: path \"/nowhere\" matches no served path\n"},
-      {"POST", "/faults", "status=abc", 400, "error: status needs an HTTP status from 100 to 599, not \"abc\"\n"},
-      {"POST", "/faults", "path=/palisade/search", 400, "error: a fault needs something to go wrong"},
-      {"POST", "/faults", "truncate=1&reset=1", 400, "error: truncate and reset cannot both end one answer\n"},
-      {"POST", "/faults", "probability=2&drop", 400, "error: probability needs a number from 0 to 1, not \"2\"\n"},
-      {"POST", "/faults", "throttle=0", 400, "error: throttle needs bytes a second above 0, not \"0\"\n"},
-      {"DELETE", "/faults/99", "", 404, "error: no fault 99\n"},
-      {"DELETE", "/faults/x", "", 400, "error: \"x\" is not a fault id\n"},
-      {"PUT", "/faults", "", 405, "error: PUT is not served on /faults (GET, POST or DELETE is)\n"},
-      {"GET", "/nowhere", "", 404, "error: no control path /nowhere; GET / lists them\n"},
-      {"POST", "/reseed", "value=x", 400, "error: reseed needs value=N with N a whole number\n"},
-      {"POST", "/reset", "{\"people\": 3}", 400, "error: the seed cannot be used: "},
-      {"POST", "/faults", "path=/upload/*&skip=2&count=1&status=500", 200, "id=1\n"},
-      {"POST", "/faults", "path=/palisade/*&envelope=4/1102&context=a+b%26c&probability=0.5", 200, "id=2\n"},
-      {"GET", "/faults", "", 200,
-       "id=1 path=/upload/* skip=2 count=1 status=500 seen=0 applied=0\n"
-       "id=2 path=/palisade/* probability=0.5 envelope=4/1102 context=a b&c seen=0 applied=0\n"},
-      {"DELETE", "/faults/1", "", 200, "cleared 1\n"},
-      {"POST", "/reseed", "value=7", 200, "reseeded with 7\n"},
-      {"POST", "/reset", "", 200, "network reset to its seed\n"},
-      {"DELETE", "/faults", "", 200, "cleared 1\n"},
-      {"GET", "/faults", "", 200, ""},
-  };
-  for (const Row &row : rows) {
-    std::string answer;
-    EXPECT_EQ(sim.control(row.method, row.path, row.body, &answer), row.status) << row.path << " " << row.body;
-    EXPECT_EQ(answer.substr(0, std::strlen(row.answer)), row.answer) << row.path << " " << row.body;
+  std::istringstream lines(pd_test::read_data("gateway-sim/control.txt"));
+  for (std::string line; std::getline(lines, line);) {
+    if (line.rfind("> ", 0) != 0) continue;
+    std::istringstream words(line.substr(2));
+    std::string method, path, body, answer;
+    words >> method >> path;
+    std::getline(words >> std::ws, body);
+    int status = sim.control(method, path, body, &answer);
+    text += line + "\n" + std::to_string(status) + "\n" + answer + "\n";
   }
+  EXPECT_TRUE(pd_test::matches_golden("gateway-sim/control.txt", text));
   EXPECT_EQ(sim.stop(), 0);
 }
 
