@@ -8,7 +8,6 @@
 #include <fstream>
 #include <regex>
 #include <set>
-#include <tuple>
 #include <variant>
 
 #include "e2e_fixture.h"
@@ -158,20 +157,6 @@ TEST_F(Conversation, EveryLogLineNamesASourceAndANamedFunction) {
   for (size_t at = log.find("[PD-PLUGIN-"); at != std::string::npos; at = log.find("[PD-PLUGIN-", at + 1)) ++prefixed;
   EXPECT_EQ(lines, prefixed) << "lines without source, function and line number";
   EXPECT_GT(lines, 500u);
-}
-
-// Texts wrapped in CDATA sections read exactly as escaped ones, as long as
-// they hold no markup; a text with markup cannot survive the stripping of
-// the markers, and the reply then parses into nothing.
-TEST_F(Conversation, CdataRepliesReadAsEscapedOnes) {
-  start({"--cdata"});
-  step({"01-login", PD_REQ_LOGIN, std::vector<const char *>{kAnn[0], kAnn[1]}});
-  step({"07-photo-comments", PD_REQ_GET_PHOTO_COMMENTS, "p201"});
-  step({"13-album-list", PD_REQ_ALBUM_LIST, static_cast<void *>(nullptr)});
-  // Bram's status is "\"Sunny\" they said <sigh> & it rained".
-  pd_notification friends = exchange(PD_REQ_FRIENDS, static_cast<void *>(nullptr));
-  EXPECT_EQ(std::make_tuple(friends.iMarker, friends.uReqCode, friends.uHttpStatus, friends.iResult),
-            std::make_tuple(-1, uint32_t{PD_REQ_FRIENDS}, 200u, intptr_t{0}));
 }
 
 }  // namespace

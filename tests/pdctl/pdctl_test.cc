@@ -300,28 +300,6 @@ TEST_F(PdctlTest, TransportFailuresEndWithExitThree) {
   }
 }
 
-TEST_F(PdctlTest, GatewayKilledMidRequest) {
-  login();
-  sim_.stop();
-  start({"--delay-ms", "5000", "--fault-path", "/palisade/friend/grouping"});
-  Outcome run;
-  std::thread request([&run] { run = pdctl({"friends"}); });
-  // Killed once the request has arrived (it is recorded before the delay),
-  // however long pdctl takes to start (under emulation, seconds).
-  auto arrived = [this] {
-    std::vector<RecordedRequest> requests;
-    std::string error;
-    return sim_.requests(&requests, &error) && !requests.empty() && requests.back().path == "/palisade/friend/grouping";
-  };
-  for (int waited = 0; !arrived() && waited < 30000; waited += 20)
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  sim_.kill_now();
-  request.join();
-  EXPECT_EQ(run.status, 3);
-  EXPECT_EQ(run.err, "pdctl: no answer from the gateway: the gateway closed the connection before it "
-                     "answered: Empty reply from server\n");
-}
-
 // GConf keeps the login state and needs a D-Bus session: without one
 // nothing is sent and nothing is claimed. Usage errors are refused before
 // anything is sent.
