@@ -222,10 +222,6 @@ int GatewaySim::stop() {
   return status;
 }
 
-void GatewaySim::kill_now() {
-  if (pid_ > 0) kill(pid_, SIGKILL);
-}
-
 std::string GatewaySim::connect_to() const {
   std::string http = ":80:127.0.0.1:" + std::to_string(http_port_);
   return std::string(PD_GATEWAY_HOST) + ":443:127.0.0.1:" + std::to_string(https_port_) + "," +

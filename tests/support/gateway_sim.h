@@ -67,11 +67,8 @@ class GatewaySim {
   bool start(const std::vector<std::string> &switches = {}, std::string *error = nullptr, bool record = true);
   // Stops it; its exit status (0 for a clean stop, or when none ran).
   int stop();
-  // Ends it at once, as a crash would: connections die mid-request.
-  void kill_now();
 
   int http_port() const { return http_port_; }
-  int https_port() const { return https_port_; }
   int control_port() const { return control_port_; }
   pid_t pid() const { return pid_; }
   // Where the exchanges are recorded (a folder --replay takes).
