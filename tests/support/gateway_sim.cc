@@ -147,6 +147,33 @@ std::vector<std::vector<std::string>> transcript_commands(const std::string &tex
   return commands;
 }
 
+std::string run_transcript(const std::string &program, const std::string &text,
+                           const std::vector<std::string> &before, const std::vector<std::string> &env,
+                           const std::vector<std::pair<std::string, std::string>> &shown, bool merged) {
+  auto replace = [](std::string text, const std::string &from, const std::string &to) {
+    for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
+      text.replace(at, from.size(), to);
+    return text;
+  };
+  std::string name = std::filesystem::path(program).filename(), said;
+  for (const std::vector<std::string> &args : transcript_commands(text, name)) {
+    std::vector<std::string> typed = {program}, variables = env;
+    typed.insert(typed.end(), before.begin(), before.end());
+    for (std::string arg : args) {
+      for (const auto &[value, placeholder] : shown) arg = replace(arg, placeholder, value);
+      bool variable = typed.size() == before.size() + 1 && arg.find('=') != std::string::npos && arg[0] != '-';
+      (variable ? variables : typed).push_back(arg);
+    }
+    Outcome outcome = run_program(typed, variables, {}, merged);
+    for (const auto &[value, placeholder] : shown) {
+      outcome.out = replace(outcome.out, value, placeholder);
+      outcome.err = replace(outcome.err, value, placeholder);
+    }
+    said += transcript_entry(name, args, outcome);
+  }
+  return said.empty() ? "(no commands)\n" : said;
+}
+
 const std::string *RecordedRequest::header(std::string_view name) const {
   for (const auto &[key, value] : headers)
     if (key == name) return &value;

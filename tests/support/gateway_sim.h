@@ -43,6 +43,13 @@ Outcome run_program(std::vector<std::string> argv, const std::vector<std::string
 std::string transcript_entry(const std::string &program, const std::vector<std::string> &args,
                              const Outcome &outcome);
 std::vector<std::vector<std::string>> transcript_commands(const std::string &text, const std::string &program);
+// Runs the commands of a transcript text with `program` (a path), each
+// after `before` and with `env` and its own NAME=value words added to the
+// environment; each value of `shown` is typed where its placeholder stands
+// and shown as the placeholder in what was said. The new transcript.
+std::string run_transcript(const std::string &program, const std::string &text,
+                           const std::vector<std::string> &before, const std::vector<std::string> &env,
+                           const std::vector<std::pair<std::string, std::string>> &shown, bool merged);
 
 struct HttpOptions {
   std::vector<std::string> headers;  // "Name: value"

@@ -28,30 +28,11 @@ pd_test::Outcome run(const char *program, std::vector<std::string> args) {
 
 pd_test::Outcome run_sim(std::vector<std::string> args) { return run(PD_GATEWAY_SIM, std::move(args)); }
 
-// Runs the commands of a transcript file under tests/data/gateway-sim, each
-// after `before`, with each value of `shown` typed and shown as its
-// placeholder, and compares all they said with the file.
+// Runs the commands of a transcript file under tests/data/gateway-sim.
 void expect_transcript(const char *program, const std::string &file, const std::vector<std::string> &before,
                        const std::vector<std::pair<std::string, std::string>> &shown) {
-  std::string name = std::filesystem::path(program).filename(), text;
-  auto replace = [](std::string text, const std::string &from, const std::string &to) {
-    for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
-      text.replace(at, from.size(), to);
-    return text;
-  };
-  auto commands = pd_test::transcript_commands(pd_test::read_data("gateway-sim/" + file), name);
-  EXPECT_FALSE(commands.empty()) << file;
-  for (const std::vector<std::string> &args : commands) {
-    std::vector<std::string> typed = before;
-    for (std::string arg : args) {
-      for (const auto &[value, placeholder] : shown) arg = replace(arg, placeholder, value);
-      typed.push_back(arg);
-    }
-    pd_test::Outcome outcome = run(program, typed);
-    for (const auto &[value, placeholder] : shown) outcome.out = replace(outcome.out, value, placeholder);
-    text += pd_test::transcript_entry(name, args, outcome);
-  }
-  EXPECT_TRUE(pd_test::matches_golden("gateway-sim/" + file, text));
+  std::string text = pd_test::read_data("gateway-sim/" + file);
+  EXPECT_TRUE(pd_test::matches_golden("gateway-sim/" + file, pd_test::run_transcript(program, text, before, {}, shown, true)));
 }
 
 // Each refusal names what is wrong and exits with its documented status.
