@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <memory>
+#include <sstream>
 #include <tuple>
 
 #include "gateway.h"
@@ -44,44 +45,21 @@ Outgoing post(Gateway &gateway, const std::string &path, const std::string &requ
                                  pd_test::read_data("wire/requests/" + request_file + ".xml")});
 }
 
-struct Step {
-  const char *request, *path, *reply;
-};
-
-// A session from a refused log-in to a stale key after the log-out; every
-// served request of the plug-in once, and the changes they make read back.
-const Step kConversation[] = {
-    {"login_wrong_password", "/palisade/auth", "login_refused"},
-    {"login", "/palisade/auth", "login"},
-    {"friends", "/palisade/friend/grouping", "friends"},
-    {"search", "/palisade/search", "search"},
-    {"activity", "/palisade/activity", "activity"},
-    {"set_status", "/palisade/people/profile", "set_status"},
-    {"set_status_unescaped", "/palisade/people/profile", "not_well_formed"},
-    {"activity", "/palisade/activity", "activity_after_status"},
-    {"comment_photo", "/palisade/comment", "comment_photo"},
-    {"comments_photo", "/palisade/comment", "comments_photo"},
-    {"comment_activity", "/palisade/comment", "comment_activity"},
-    {"comments_activity", "/palisade/comment", "comments_activity"},
-    {"album_list", "/palisade/photo/album", "album_list"},
-    {"add_photo", "/palisade/photo", "add_photo"},
-    {"message_inbox", "/palisade/message/folder", "message_inbox"},
-    {"send_message", "/palisade/message", "send_message"},
-    {"reply_message", "/palisade/message", "reply_message"},
-    {"message_outbox", "/palisade/message/folder", "message_outbox"},
-    {"friends_no_session", "/palisade/friend/grouping", "no_session"},
-    {"photo_delete", "/palisade/photo", "unknown_method"},
-    {"logout", "/palisade/auth", "logout"},
-    {"friends", "/palisade/friend/grouping", "stale_session"},
-};
-
+// The session of tests/data/wire/conversation.txt, each reply against its
+// golden file.
 TEST(GatewaySim, AnswersTheConversationOfAPlugIn) {
   auto gateway = make_gateway();
-  for (const Step &step : kConversation) {
-    SCOPED_TRACE(step.request);
-    Outgoing reply = post(*gateway, step.path, step.request);
-    EXPECT_EQ(reply.status, 200);
-    EXPECT_TRUE(pd_test::matches_golden(std::string("wire/replies/") + step.reply + ".xml", reply.body));
+  std::istringstream steps(pd_test::read_data("wire/conversation.txt"));
+  for (std::string request, path, reply; steps >> request;) {
+    if (request[0] == '#') {
+      std::getline(steps, request);
+      continue;
+    }
+    steps >> path >> reply;
+    SCOPED_TRACE(request);
+    Outgoing answer = post(*gateway, path, request);
+    EXPECT_EQ(answer.status, 200);
+    EXPECT_TRUE(pd_test::matches_golden("wire/replies/" + reply + ".xml", answer.body));
   }
 }
 
