@@ -229,43 +229,22 @@ TEST_F(PdctlTest, TextsArriveExactlyAsTyped) {
   login();
   std::string megabyte;
   while (megabyte.size() < (1u << 20)) megabyte += "Tom & Jerry <b>\"hi\"</b> 'x' \xc2\xb0 \xe6\x9d\xb1\n";
-  // What the read-back must hold: a text anywhere, or at a JSON pointer
+  // Each row of the file: a command, the command that reads its text back,
+  // and what the answer must hold: a text anywhere, or at a JSON pointer
   // (the newest activity or thread comes first).
-  struct Held {
-    std::string text, at = {};
-  };
-  struct Row {
-    std::vector<std::string> send, read;
-    std::vector<Held> held;
-    std::string input = {};
-  };
-  const std::string title = "/threads/0/messages/0/title", status = "/activities/0/content";
-  const std::string unicode = "Gr\xc3\xbc\xc3\x9f""e, \xe6\x9d\xb1\xe4\xba\xac \xf0\x9f\x9a\x8b\tand\nmore";
-  const Row rows[] = {
-      {{"status", "Tom & Jerry"}, {"feed"}, {{"Tom & Jerry", status}}},
-      {{"status", "x < y"}, {"feed"}, {{"x < y", status}}},
-      {{"status", unicode}, {"feed"}, {{unicode, status}}},
-      {{"comment", "photo", "p201", "<b>bold</b> & 'so'"}, {"comments", "photo", "p201"}, {{"<b>bold</b> & 'so'"}}},
-      {{"send", "--to", "1002", "--title", "Say \"hi\"", "--content", "it's <fine> & \"ok\""},
-       {"messages", "outbox"},
-       {{"Say \"hi\"", title}, {"it's <fine> & \"ok\"", "/threads/0/messages/0/content"}}},
-      {{"send", "--to", "1002", "--title", "", "--content", "-"}, {"messages", "outbox"}, {{"", title}, {megabyte}},
-       megabyte},
-      {{"status", "-"}, {"feed"}, {{megabyte, status}}, megabyte},
-      // Sent empty; an element without text comes back as absent.
-      {{"status", ""}, {"feed"}, {}},
-      {{"--raw", "status", "Tom &amp; Jerry &#x263A;"}, {"feed"}, {{"Tom & Jerry \xe2\x98\xba"}}},
-  };
-  for (const Row &row : rows) {
-    SCOPED_TRACE(row.send.back().substr(0, 40));
-    Outcome run = pdctl(row.send, {}, row.input);
+  auto text = [&megabyte](const json &value) { return value == "<megabyte>" ? megabyte : value.get<std::string>(); };
+  for (const json &row : json::parse(pd_test::read_data("pdctl/cases/round-trips.json"))) {
+    std::vector<std::string> send;
+    for (const json &word : row["send"]) send.push_back(text(word));
+    SCOPED_TRACE(send.back().substr(0, 40));
+    Outcome run = pdctl(send, {}, row.contains("input") ? text(row["input"]) : "");
     ASSERT_EQ(run.status, 0) << run.err;
-    json document = read(row.read);
-    for (const Held &held : row.held) {
-      if (held.at.empty())
-        EXPECT_TRUE(holds_text(document, held.text)) << held.text.substr(0, 40);
+    json document = read(row["read"].get<std::vector<std::string>>());
+    for (const json &held : row["held"]) {
+      if (held.size() == 1)
+        EXPECT_TRUE(holds_text(document, text(held[0]))) << text(held[0]).substr(0, 40);
       else
-        EXPECT_EQ(document.at(json::json_pointer(held.at)), held.text);
+        EXPECT_EQ(document.at(json::json_pointer(held[1].get<std::string>())), text(held[0]));
     }
   }
   // The gateway read the escaped bytes; unescaped, a "<" breaks the request.
