@@ -5,6 +5,8 @@
 // file in chunks sent from the transport's callback, and one notification at
 // the very end. And two engine instances at once.
 #include <chrono>
+#include <iterator>
+#include <sstream>
 #include <set>
 #include <thread>
 
@@ -16,66 +18,41 @@ namespace {
 
 constexpr const char *kFriendsPath = "/palisade/friend/grouping";
 
-// What one fault set through the control port does to the friends list: the
-// notification's status and result (kFriendsList: the list as the tour
-// shows it), and at least how long it took.
-constexpr intptr_t kFriendsList = 1;
-struct ControlFault {
-  const char *fields;
-  Environment environment;  // for a plug-in instance of its own
-  uint32_t status;
-  intptr_t result;
-  int at_least_ms = 0;
-};
-
-const ControlFault kControlFaults[] = {
-    {"status=503", {}, 503, 0},
-    {"envelope=4/1102", {}, 200, -1102},
-    {"envelope=3", {}, 200, -30},
-    {"envelope=99999999999/0&context=too+big", {}, 200, INT32_MIN},
-    // Half a document is no document: the reply parses into nothing.
-    {"malformed", {}, 200, 0},
-    {"drop", {}, 0, 0},
-    {"truncate=40", {}, 0, 0},
-    {"reset=40", {}, 0, 0},
-    {"delay=300", {}, 200, kFriendsList, 300},
-    {"delay=1000", {{"SNS_NT_TIMEOUT_MS", "300"}}, 0, 0},
-    {"throttle=20000", {}, 200, kFriendsList},
-    {"slice=97", {}, 200, kFriendsList},
-    // The end of the answer is its close.
-    {"slow-close=300", {}, 200, kFriendsList, 300},
-    {"pad=3000000", {}, 200, kFriendsList},
-    {"pad=2000000", {{"SNS_NT_MAX_REPLY_BYTES", "1000000"}}, 0, 0},
-};
-
-// One simulator for every fault, each set on the friends path through the
-// control port and cleared after: one notification each, and a request on
-// another path is served meanwhile.
+// One simulator for every fault of tests/data/e2e/control-faults.txt, each
+// set on the friends path through the control port and cleared after: one
+// notification each, and a request on another path is served meanwhile.
 TEST_F(EndToEnd, EachFaultOfTheControlPortEndsInOneNotification) {
   start();
   login();
-  for (const ControlFault &fault : kControlFaults) {
-    SCOPED_TRACE(fault.fields);
-    for (const auto &[name, value] : fault.environment) setenv(name, value.c_str(), 1);
-    if (!fault.environment.empty()) reopen();
-    ASSERT_TRUE(sim_.fault(std::string("path=") + kFriendsPath + "&" + fault.fields));
+  std::istringstream lines(read_data("e2e/control-faults.txt"));
+  for (std::string line; std::getline(lines, line);) {
+    if (line.empty() || line[0] == '#') continue;
+    SCOPED_TRACE(line);
+    std::istringstream words(line);
+    std::string fields, result;
+    uint32_t status = 0;
+    int at_least_ms = 0;
+    words >> fields >> status >> result >> at_least_ms;
+    std::vector<std::string> environment{std::istream_iterator<std::string>(words), {}};
+    for (const std::string &variable : environment)
+      setenv(variable.substr(0, variable.find('=')).c_str(), variable.substr(variable.find('=') + 1).c_str(), 1);
+    if (!environment.empty()) reopen();
+    ASSERT_TRUE(sim_.fault(std::string("path=") + kFriendsPath + "&" + fields));
     auto begun = std::chrono::steady_clock::now();
     pd_notification friends = exchange(PD_REQ_FRIENDS, static_cast<void *>(nullptr));
-    EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(fault.at_least_ms));
-    if (fault.result == kFriendsList)
+    EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(at_least_ms));
+    if (result == "list")
       EXPECT_TRUE(matches_golden("e2e/tour/02-friends.dump", describe(friends, masks_)));
     else
-      EXPECT_EQ(std::make_pair(friends.uHttpStatus, friends.iResult), std::make_pair(fault.status, fault.result));
+      EXPECT_EQ(std::make_pair(friends.uHttpStatus, friends.iResult), std::make_pair(status, intptr_t{std::stoll(result)}));
     pd_notification albums = exchange(PD_REQ_ALBUM_LIST, static_cast<void *>(nullptr));
     EXPECT_TRUE(matches_golden("e2e/tour/13-album-list.dump", describe(albums, masks_)));
     ASSERT_TRUE(sim_.clear_faults());
-    for (const auto &[name, value] : fault.environment) unsetenv(name);
-    if (!fault.environment.empty()) reopen();
+    for (const std::string &variable : environment) unsetenv(variable.substr(0, variable.find('=')).c_str());
+    if (!environment.empty()) reopen();
   }
 }
 
-// A session key the gateway never handed out: its error envelope (code 2,
-// sub-code 202) reaches the engine as the result of every kind of reply.
 TEST_F(EndToEnd, AStaleSessionKeyIsAnErrorForEveryKindOfReply) {
   start();
   ASSERT_EQ(sns_gconf_set_string(PD_SETTING_SESSION_KEY, "0123456789abcdef0123456789abcdef"), 1);
