@@ -201,6 +201,14 @@ Record *open_reply(const xmlNode *root, intptr_t *result, Record *(*init)()) {
 // reference's children are the entity's declaration, outside the document.
 template <class Visit>
 void walk(xmlNode *first, uint32_t depth, const char *parent, Visit &&visit) {
+  walk(first, depth, parent, visit, [](xmlNode *) {});
+}
+
+// The same walk; `left(node)` is told of each child of the chain we were
+// given once the walk has moved past it and everything below it, after the
+// walk has read the links it still needs: the node may go.
+template <class Visit, class Left>
+void walk(xmlNode *first, uint32_t depth, const char *parent, Visit &&visit, Left &&left) {
   if (first == nullptr || first->name == nullptr) return;
   uint32_t level = 0;  // below the chain we were given
   xmlNode *current = first;
@@ -215,12 +223,15 @@ void walk(xmlNode *first, uint32_t depth, const char *parent, Visit &&visit) {
     }
     for (;;) {
       xmlNode *next = current->next;
+      xmlNode *up = current->parent;
       if (next != nullptr && next->name != nullptr) {
+        if (level == 1) left(current);
         current = next;
         break;
       }
       if (level == 0) return;
-      current = current->parent;
+      if (level == 1) left(current);
+      current = up;
       --level;
     }
   }

@@ -123,37 +123,106 @@ constexpr std::array<ParserRow, kIndexCount> kParsers = [] {
 // that does not parse simply yields no record.
 void ignore_xml_error(void *, xmlError *) {}
 
-// Parses like xmlReadMemory(text, length, no base, no encoding, options 0),
-// on a context of its own so that its error reports stay quiet. A reply
-// that declares an encoding its bytes do not hold is reported without the
-// context, through the thread's handler: that one is quiet too for the
-// length of the parse, and then given back to whoever else uses libxml2 on
-// this thread. The tree is only read, never changed, so libxml2 may keep
-// short texts inside their nodes (XML_PARSE_COMPACT) instead of allocating
-// each: the same tree to every reader, for fewer allocations.
-xmlDoc *read_reply(const char *text) {
-  if (text == nullptr) return nullptr;
-  size_t length = std::strlen(text);
-  if (length > INT_MAX) return nullptr;  // libxml2 takes an int length
-  xmlParserCtxt *context = xmlNewParserCtxt();
-  if (context == nullptr) return nullptr;
-  context->sax->serror = ignore_xml_error;
-  xmlStructuredErrorFunc thread_handler = xmlStructuredError;
-  void *thread_context = xmlStructuredErrorContext;
-  xmlSetStructuredErrorFunc(nullptr, ignore_xml_error);
-  xmlDoc *doc = xmlCtxtReadMemory(context, text, static_cast<int>(length), nullptr, nullptr,
-                                  XML_PARSE_COMPACT);
-  xmlSetStructuredErrorFunc(thread_context, thread_handler);
-  xmlFreeParserCtxt(context);
-  return doc;
-}
-
 // Replies are parsed one at a time in the whole process, also when several
 // instances receive at once on their own transport threads: the activity
 // handler's links choice (LinkType) lives from one reply to the next, and a
 // parse must neither see another's half-made choice nor leave one behind in
 // the middle of it.
 std::mutex g_one_parse_at_a_time;
+
+// One parser context serves every parse (they are one at a time, above):
+// libxml2 resets a context it is handed again. A fresh context costs a
+// dictionary, and allocating its table makes the C library tidy up every
+// block the last reply's tree and records gave back, a large part of a small
+// reply's parse. The dictionary of names is kept from parse to parse; a
+// reply with ever new element names could grow it without end, so past
+// kDictionaryLimit names the context is replaced.
+constexpr int kDictionaryLimit = 4096;
+
+// Goes with the library (at exit or when the engine unloads the plug-in),
+// not while a transport thread may still be inside a parse.
+struct ReusedContext {
+  xmlParserCtxt *context = nullptr;
+  void reset(xmlParserCtxt *next = nullptr) {
+    if (context != nullptr) xmlFreeParserCtxt(context);
+    context = next;
+  }
+  ~ReusedContext() {
+    std::lock_guard<std::mutex> parsing(g_one_parse_at_a_time);
+    reset();
+  }
+};
+ReusedContext g_reused;
+
+xmlParserCtxt *reusable_context() {
+  xmlParserCtxt *&context = g_reused.context;
+  if (context != nullptr && xmlDictSize(context->dict) > kDictionaryLimit) g_reused.reset();
+  if (context == nullptr) {
+    g_reused.reset(xmlNewParserCtxt());
+    if (context != nullptr) context->sax->serror = ignore_xml_error;
+  }
+  return context;
+}
+
+// Parses like xmlReadMemory(text, length, no base, no encoding, options 0),
+// on a context of our own so that its error reports stay quiet. A reply
+// that declares an encoding its bytes do not hold is reported without the
+// context, through the thread's handler: that one is quiet too for the
+// length of the parse, and then given back to whoever else uses libxml2 on
+// this thread. The tree is only read, never changed, so libxml2 may keep
+// short texts inside their nodes (XML_PARSE_COMPACT) instead of allocating
+// each: the same tree to every reader, for fewer allocations. Called with
+// the parse lock held.
+xmlDoc *read_reply(const char *text) {
+  if (text == nullptr) return nullptr;
+  size_t length = std::strlen(text);
+  if (length > INT_MAX) return nullptr;  // libxml2 takes an int length
+  xmlParserCtxt *context = reusable_context();
+  if (context == nullptr) return nullptr;
+  xmlStructuredErrorFunc thread_handler = xmlStructuredError;
+  void *thread_context = xmlStructuredErrorContext;
+  xmlSetStructuredErrorFunc(nullptr, ignore_xml_error);
+  xmlDoc *doc = xmlCtxtReadMemory(context, text, static_cast<int>(length), nullptr, nullptr,
+                                  XML_PARSE_COMPACT);
+  xmlSetStructuredErrorFunc(thread_context, thread_handler);
+  return doc;
+}
+
+// The walk of a parse. A parse of its own document (`consume`) lets each
+// child of the root go once the walk is past it: the records hold copies of
+// everything they take, and a long reply then never holds its whole tree and
+// all its records at once.
+void explore(uint32_t code, uint32_t depth, const char *parent, xmlNode *node, intptr_t *result,
+             bool consume) {
+  if (code == PD_PARSER_ALBUM_PHOTOS) {
+    __xml_parser_store(code, depth, parent, node, result);
+    return;
+  }
+  // A second node named "Response" at the root's level (a processing
+  // instruction after the root) opens a new record over the one a handler
+  // made before; that one is released rather than lost.
+  intptr_t made = 0;
+  // No handler looks for a node named "text" or "comment": such a node only
+  // ever gets trace lines. With those silenced it is not handed over.
+  const bool traced = pd::log::debug_on();
+  auto visit = [&](uint32_t at, const char *above, xmlNode *visited) {
+    if (!traced && (visited->type == XML_TEXT_NODE || visited->type == XML_COMMENT_NODE)) return;
+    intptr_t before = result != nullptr ? *result : 0;
+    __xml_parser_store(code, at, above, visited, result);
+    intptr_t now = result != nullptr ? *result : 0;
+    if (now == before) return;
+    if (now != 0 && before != 0 && before == made) pd::parser::discard_result(code, before);
+    made = now;
+  };
+  if (consume) {
+    pd::parser::walk(node, depth, parent, visit, [](xmlNode *done) {
+      xmlUnlinkNode(done);
+      xmlFreeNode(done);
+    });
+  } else {
+    pd::parser::walk(node, depth, parent, visit);
+  }
+}
 
 }  // namespace
 
@@ -193,7 +262,7 @@ intptr_t __xml_parser(uint32_t code, const char *reply) {
   result = checked;
   {
     pd::parser::ParseScope scope;
-    __xml_parser_explore(code, 0, nullptr, root, &result);
+    explore(code, 0, nullptr, root, &result, true);
   }
   if (doc != nullptr) xmlFreeDoc(doc);
   return result;
@@ -201,26 +270,7 @@ intptr_t __xml_parser(uint32_t code, const char *reply) {
 
 intptr_t *__xml_parser_explore(uint32_t code, uint32_t depth, const char *parent,
                                xmlNode *node, intptr_t *result) {
-  if (code == PD_PARSER_ALBUM_PHOTOS) {
-    __xml_parser_store(code, depth, parent, node, result);
-    return result;
-  }
-  // A second node named "Response" at the root's level (a processing
-  // instruction after the root) opens a new record over the one a handler
-  // made before; that one is released rather than lost.
-  intptr_t made = 0;
-  // No handler looks for a node named "text" or "comment": such a node only
-  // ever gets trace lines. With those silenced it is not handed over.
-  const bool traced = pd::log::debug_on();
-  pd::parser::walk(node, depth, parent, [&](uint32_t at, const char *above, xmlNode *visited) {
-    if (!traced && (visited->type == XML_TEXT_NODE || visited->type == XML_COMMENT_NODE)) return;
-    intptr_t before = result != nullptr ? *result : 0;
-    __xml_parser_store(code, at, above, visited, result);
-    intptr_t now = result != nullptr ? *result : 0;
-    if (now == before) return;
-    if (now != 0 && before != 0 && before == made) pd::parser::discard_result(code, before);
-    made = now;
-  });
+  explore(code, depth, parent, node, result, false);
   return result;
 }
 

@@ -1,13 +1,16 @@
-// Value converters, keyword checks and display helpers.
+// Value converters and keyword checks, by the rows of
+// tests/data/composer/values.txt, and the copying and display helpers.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <map>
 #include <memory>
 #include <string>
 
 #include "pd-plugin/pd_data.h"
+#include "rows.h"
 #include "support/log_capture.h"
 
 namespace pd_test {
@@ -41,66 +44,56 @@ TEST(Data, CopyAndStr) {
   EXPECT_STREQ(untouched, "abc");
 }
 
-TEST(Data, NumberAndKeywordConverters) {
+template <void (*Convert)(const char *, int32_t *)>
+Text converted(const char *text) {
   int32_t out = 7;
-  struct Int {
-    const char *text;
-    int32_t want;
-  };
-  for (Int c : {Int{"  -42abc", -42}, Int{"+17", 17}, Int{"abc", 0}, Int{nullptr, -1},
-                Int{"99999999999", INT32_MAX}, Int{"-99999999999", INT32_MIN}}) {
-    data_Int(c.text, &out);
-    EXPECT_EQ(out, c.want) << PD_STR(c.text);
-  }
-
-  struct Keyword {
-    void (*convert)(const char *, int32_t *);
-    const char *text;
-    int32_t want;
-  };
-  for (Keyword c : {Keyword{data_Sex, "male", 0}, Keyword{data_Sex, "female", 1},
-                    Keyword{data_Sex, "Female", -255}, Keyword{data_Sex, nullptr, -1},
-                    Keyword{data_SP, "palisade", 0}, Keyword{data_SP, "velora", 1},
-                    Keyword{data_SP, "vesper", 2}, Keyword{data_SP, "Palisade", -255},
-                    Keyword{data_SP, nullptr, -1}, Keyword{data_iBool, "true", 0},
-                    Keyword{data_iBool, "false", 1}, Keyword{data_iBool, "TRUE", 1},
-                    Keyword{data_iBool, nullptr, 1}}) {
-    c.convert(c.text, &out);
-    EXPECT_EQ(out, c.want) << PD_STR(c.text);
-  }
-
-  struct Bool {
-    const char *text;
-    uint8_t fallback, want;
-  };
-  for (Bool c : {Bool{"true", 0, 1}, Bool{"false", 1, 0}, Bool{"yes", 1, 1}, Bool{nullptr, 0, 0},
-                 Bool{"", 1, 1}}) {
-    uint8_t flag = 9;
-    data_Bool(c.text, &flag, c.fallback);
-    EXPECT_EQ(flag, c.want) << PD_STR(c.text);
-  }
+  Convert(text, &out);
+  return std::to_string(out);
 }
+template <uint8_t Fallback>
+Text flag(const char *text) {
+  uint8_t out = 9;
+  data_Bool(text, &out, Fallback);
+  return std::to_string(out);
+}
+template <int (*Check)(const char *)>
+Text checked(const char *text) {
+  return std::to_string(Check(text));
+}
+template <const char *Zone>
+Text date(const char *seconds) {
+  setenv("TZ", Zone, 1);
+  tzset();
+  char dst[PD_DATA_DATE_SIZE] = "kept";
+  data_Date(dst, seconds);
+  return dst;
+}
+Text cdata(const char *text) {
+  char *out = data_RejectCDATA(text);
+  Text result = out != nullptr ? Text(out) : Text();
+  data_Del(out);
+  return result;
+}
+constexpr char kUtc[] = "UTC", kEst5[] = "EST5";
 
-TEST(Data, KeywordChecksAreExactAndRefuseNull) {
-  struct Check {
-    int (*check)(const char *);
-    std::vector<const char *> allowed, refused;
-  };
-  const Check checks[] = {
-      {checkSendType, {"reply", "forward", "new"}, {"New", "send", "reply "}},
-      {checkFullText, {"full", "header"}, {"Full", "headers"}},
-      {checkFolder,
-       {"inbox", "outbox", "save", "trash", "temp", "all", "commenting"},
-       {"All", "drafts", "inbox\n"}},
-      {checkTargetType,
-       {"photo", "note", "video", "profile", "activity", "bulletin", "statuslist"},
-       {"Photo", "status"}},
-  };
-  for (const Check &c : checks) {
-    for (const char *text : c.allowed) EXPECT_EQ(c.check(text), 0) << text;
-    for (const char *text : c.refused) EXPECT_EQ(c.check(text), 1) << text;
-    EXPECT_EQ(c.check(""), 1);
-    EXPECT_EQ(c.check(nullptr), 1);
+const std::map<std::string, Text (*)(const char *)> kConverters = {
+    {"int", converted<data_Int>},          {"sex", converted<data_Sex>},
+    {"sp", converted<data_SP>},            {"ibool", converted<data_iBool>},
+    {"bool/0", flag<0>},                   {"bool/1", flag<1>},
+    {"sendtype", checked<checkSendType>},  {"fulltext", checked<checkFullText>},
+    {"folder", checked<checkFolder>},      {"targettype", checked<checkTargetType>},
+    {"date", date<kUtc>},                  {"date/EST5", date<kEst5>},
+    {"cdata", cdata}};
+
+// Every input is a heap copy of its exact size (see `exact`).
+TEST(Data, ConvertersAndChecksGiveTheResultsOfTheirRows) {
+  for (const std::string &line : data_lines("composer/values.txt")) {
+    auto row = tokens(line);
+    ASSERT_EQ(row.size(), 3u) << line;
+    auto converter = kConverters.find(row[0].first.value_or(""));
+    ASSERT_TRUE(converter != kConverters.end()) << line;
+    std::unique_ptr<char[]> input = row[1].first ? exact(*row[1].first) : nullptr;
+    EXPECT_EQ(converter->second(input.get()), row[2].first) << line;
   }
 }
 
@@ -111,37 +104,11 @@ TEST(Data, CheckTargetTypeNamesWhatItChecks) {
   EXPECT_EQ(log.text(pd::log::Channel::out), "checkTargetType : photo\ncheckTargetType : (null)\n");
 }
 
-class Dates : public ::testing::Test {
- protected:
-  void SetUp() override {
-    setenv("TZ", "UTC", 1);
-    tzset();
-  }
-  static std::string date(const char *seconds) {
-    char dst[PD_DATA_DATE_SIZE] = "";
-    data_Date(dst, seconds);
-    return dst;
-  }
-};
-
-TEST_F(Dates, TwelveHourClockWithNoonAsAm) {
-  EXPECT_EQ(date("0"), "Jan 01 at 00:00 am");
-  EXPECT_EQ(date("43200"), "Jan 01 at 12:00 am");  // noon
-  EXPECT_EQ(date("47100"), "Jan 01 at 01:05 pm");
-  EXPECT_EQ(date("86399"), "Jan 01 at 11:59 pm");
-  EXPECT_EQ(date("1700000000"), "Nov 14 at 10:13 pm");
-  EXPECT_EQ(date("4102444800"), "Jan 01 at 00:00 am");  // 2100, past 32-bit time
-  EXPECT_EQ(date("-1"), "Dec 31 at 11:59 pm");
-  EXPECT_EQ(date("1700000000junk"), "Nov 14 at 10:13 pm");
-  setenv("TZ", "EST5", 1);
+TEST(Data, OldDateTextIsClearedWithoutWritingPastIt) {
+  setenv("TZ", "UTC", 1);
   tzset();
-  EXPECT_EQ(date("0"), "Dec 31 at 07:00 pm");
-}
-
-TEST_F(Dates, OldTextIsClearedWithoutWritingPastIt) {
   // A longer old text leaves no stale tail behind the date.
-  std::string old(40, 'z');
-  auto dst = exact(old);
+  auto dst = exact(std::string(40, 'z'));
   data_Date(dst.get(), "0");
   EXPECT_EQ(std::string(dst.get(), 41), "Jan 01 at 00:00 am" + std::string(23, '\0'));
   // A destination sized for the date alone, holding a full-length old text:
@@ -149,14 +116,7 @@ TEST_F(Dates, OldTextIsClearedWithoutWritingPastIt) {
   auto tight = exact(std::string(PD_DATA_DATE_SIZE - 1, 'z'));
   data_Date(tight.get(), "86399");
   EXPECT_STREQ(tight.get(), "Jan 01 at 11:59 pm");
-}
-
-TEST_F(Dates, NothingWrittenWithoutATime) {
-  char dst[PD_DATA_DATE_SIZE] = "kept";
-  data_Date(dst, nullptr);
   data_Date(nullptr, "0");
-  data_Date(dst, "99999999999999999999");  // beyond any calendar year
-  EXPECT_STREQ(dst, "kept");
 }
 
 // Nothing observable comes out of the phone scan; AddressSanitizer checks
@@ -165,21 +125,6 @@ TEST(Data, PhoneScanStaysInsideItsText) {
   data_Phone(nullptr);
   for (std::string text : {"", "-", "12-", "0-123-4567", "123456789-", "--------", "555-0100-22"})
     data_Phone(exact(text).get());
-}
-
-TEST(Data, RejectCDATA) {
-  struct Case {
-    const char *text, *want;
-  };
-  for (Case c : {Case{"<![CDATA[abc]]>", "abc"}, Case{"x]]>y", "x]]>y"},
-                 Case{"a<![CDATA[b]]>c]]>d", "abc]]>d"}, Case{"<![CDATA[open", "open"},
-                 Case{"<![CDA", "<![CDA"}, Case{"]]", "]]"}, Case{"", ""},
-                 Case{"<![CDATA[<![CDATA[x]]>]]>", "x]]>"}}) {
-    char *out = data_RejectCDATA(exact(c.text).get());
-    EXPECT_STREQ(out, c.want) << c.text;
-    data_Del(out);
-  }
-  EXPECT_EQ(data_RejectCDATA(nullptr), nullptr);
 }
 
 }  // namespace

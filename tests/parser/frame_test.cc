@@ -1,5 +1,7 @@
-// The parser frame: the walk, bad and hostile replies, list helpers used on
-// their own, and the small converters and printers of the reply families.
+// The parser frame and the reply trees beyond their golden replies: the
+// walk, bad and hostile replies, every tracing line of the activity tree and
+// its process-wide state, the named and list operations an engine may call on
+// their own, and the printers. Each case runs in a process of its own.
 #include <gtest/gtest.h>
 #include <libxml/parser.h>
 #include <pthread.h>
@@ -46,12 +48,17 @@ TEST(Walk, VisitsEveryNamedNodeInDocumentOrderParentsFirst) {
   xmlDoc *doc = xmlReadMemory(xml.data(), static_cast<int>(xml.size()), nullptr, nullptr, 0);
   ASSERT_NE(doc, nullptr);
   EXPECT_TRUE(matches_golden("replies/walk/order.dump", walk_dump(xmlDocGetRootElement(doc))));
-  // The frame's own walk hands the same nodes to a handler and gives back
-  // the result address it was given.
+  // The frame's own walk hands the same nodes to a handler, text and comment
+  // nodes too while traced, and gives back the result address it was given.
+  LogCapture log;
   intptr_t result = 0;
+  __xml_parser_explore(PD_PARSER_ACTIVITY, 0, nullptr, xmlDocGetRootElement(doc), &result);
+  EXPECT_TRUE(matches_golden("parser/walk_order.trace", log.text(Channel::out)));
+  release_result(PD_PARSER_ACTIVITY, result);
+  result = 0;
   EXPECT_EQ(__xml_parser_explore(8, 0, nullptr, xmlDocGetRootElement(doc), &result), &result);
   EXPECT_EQ(dump_friends(result), read_data("replies/friends/entity_references.dump"));
-  release_friends(result);
+  release_result(PD_PARSER_FRIENDS, result);
   xmlFreeDoc(doc);
 }
 
@@ -68,11 +75,13 @@ void *walk_deep_tree(void *count) {
   *static_cast<uint32_t *>(count) = deepest;
   intptr_t result = 0;
   __xml_parser_explore(8, 0, nullptr, xmlDocGetRootElement(doc), &result);
-  // Only the friend right under the root is one.
+  // Only the friend right under the root is one, as it is only under a
+  // "Response" when a handler is called on its own.
+  xml_friend_grouping_retrieve_parser(1, "Friends", xmlDocGetRootElement(doc)->children, &result);
   auto *record = reinterpret_cast<xml_friend_grouping_retrieve *>(result);
   EXPECT_NE(record->pstFriend, nullptr);
   EXPECT_EQ(record->pstFriend->pstNext, nullptr);
-  release_friends(result);
+  release_result(PD_PARSER_FRIENDS, result);
   xmlFreeDoc(doc);
   return nullptr;
 }
@@ -126,7 +135,7 @@ TEST(BadReplies, ATenMegabyteReplyIsReadWhole) {
   EXPECT_EQ(count, friends);
   EXPECT_EQ(std::string(last->pszID), std::to_string(friends - 1));
   EXPECT_EQ(std::string(last->pszStatus), std::string(200, 'w'));
-  release_friends(result);
+  release_result(PD_PARSER_FRIENDS, result);
 }
 
 // The list operations keep working when an engine calls them itself, also
@@ -141,7 +150,7 @@ TEST(Lists, AppendAndLastOutsideAParse) {
   EXPECT_EQ(first->pstNext, second);
   EXPECT_EQ(__xml_friend_get_last_friend(friends), second->pstNext);
   EXPECT_EQ(__xml_friend_get_last_friend(nullptr), nullptr);
-  release_friends(reinterpret_cast<intptr_t>(friends));
+  release_result(PD_PARSER_FRIENDS, reinterpret_cast<intptr_t>(friends));
 
   xml_comment_post_comment *head = nullptr;
   xml_comment_post_comment *a = __xml_comment_post_comment_init(&head);
@@ -219,7 +228,171 @@ TEST(Printers, WriteTheirFieldsOnStandardOutput) {
   log.clear();
   __db_friend_print(&flat);
   EXPECT_EQ(log.records().at(0).text, "id                     [" + std::string(100, 'x') + "]\n");
-  release_login(result);
+  release_result(PD_PARSER_LOGIN, result);
+}
+
+TEST(ActivityTrace, AParseAndItsReleaseWriteEveryLineInOrder) {
+  std::string reply = read_data("replies/activity/traced.xml");
+  LogCapture log;
+  intptr_t result = __xml_parser(PD_PARSER_ACTIVITY, reply.c_str());
+  ASSERT_GT(result, 0);
+  xml_activity_get_delete(reinterpret_cast<xml_activity_get *>(result));
+  EXPECT_TRUE(matches_golden("replies/activity/traced.trace", log.text(Channel::out)));
+  EXPECT_EQ(log.text(Channel::out), log.all());
+}
+
+template <class Item>
+Item *build_item(xml_activity_get_activity *activity,
+                 Item *(*item_init)(xml_activity_get_activity *),
+                 xml_activity_get_content *(*content_init)(Item *),
+                 xml_activity_get_links *(*links_init)(Item *),
+                 xml_activity_get_link *(*link_init)(xml_activity_get_links *),
+                 xml_activity_get_link_photo *(*link_photo_init)(xml_activity_get_link *)) {
+  Item *item = item_init(activity);
+  content_init(item);
+  xml_activity_get_link *link = link_init(links_init(item));
+  link_photo_init(link);
+  EXPECT_EQ(item->pstLinks->pstLink, link);
+  EXPECT_NE(link->pstLinkPhoto, nullptr);
+  return item;
+}
+
+#define ITEM(kind)                                                                     \
+  build_item(activity, __xml_activity_get_activity_##kind##_init,                      \
+             __xml_activity_get_activity_##kind##_content_init,                        \
+             __xml_activity_get_activity_##kind##_links_init,                          \
+             __xml_activity_get_activity_##kind##_links_link_init,                     \
+             __xml_activity_get_activity_##kind##_links_link_link_photo_init)
+
+// Every init hangs its node under the parent it is given (appended to a
+// list, or into a slot whose earlier holder is released), and the release
+// of a tree with one node of each kind runs every delete.
+TEST(ActivityOperations, EveryNamedOperationHangsItsNodeAndTracesItself) {
+  LogCapture log;
+  xml_activity_get *top = __xml_activity_get_init();
+  xml_activity_get_activity *activity = __xml_activity_get_activity_init(top);
+  __xml_activity_get_activity_content_init(activity);
+  xml_activity_get_content *content = __xml_activity_get_activity_content_init(activity);
+  xml_activity_get_owner *owner = __xml_activity_get_activity_owner_init(activity);
+  __xml_activity_get_activity_owner_profilephoto_init(owner);
+  __xml_activity_get_activity_owner_photothumbnail_init(owner);
+  xml_activity_get_group *group = ITEM(group);
+  ITEM(note);
+  ITEM(event);
+  ITEM(url);
+  xml_activity_get_photo *photo = __xml_activity_get_activity_photo_init(activity);
+  __xml_activity_get_activity_photo_thumbnail_init(photo);
+  xml_activity_get_video *video = __xml_activity_get_activity_video_init(activity);
+  __xml_activity_get_activity_video_content_init(video);
+  __xml_activity_get_activity_video_thumbnail_init(video);
+  xml_activity_get_attachedphoto *attached = __xml_activity_get_activity_attachedphoto_init(activity);
+  __xml_activity_get_activity_attachedphoto_thumbnail_init(attached);
+  // A second group is appended; a second links holder replaces the first.
+  xml_activity_get_group *second = __xml_activity_get_activity_group_init(activity);
+  xml_activity_get_links *links = __xml_activity_get_activity_group_links_init(group);
+  EXPECT_TRUE(matches_golden("records/activity_inits.txt", log.text(Channel::out)));
+
+  // Where a node went shows in the order of the release's lines below; a
+  // replaced holder does not.
+  EXPECT_EQ(activity->pstContent, content);
+  EXPECT_EQ(group->pstNext, second);
+  EXPECT_EQ(group->pstLinks, links);
+  EXPECT_EQ(__xml_activity_get_last_activity(top), activity);
+
+  // The release follows the heads only: the second group is the engine's.
+  log.clear();
+  activity->pstGroup->pstNext = nullptr;
+  xml_activity_get_delete(top);
+  EXPECT_TRUE(matches_golden("records/activity_deletes.txt", log.text(Channel::out)));
+  __xml_activity_get_activity_group_delete(second);
+
+  // Without a parent a node stands alone.
+  xml_activity_get_owner *alone = __xml_activity_get_activity_owner_init(nullptr);
+  __xml_activity_get_activity_owner_delete(alone);
+  log.clear();
+  EXPECT_EQ(__xml_activity_get_last_activity(nullptr), nullptr);
+  EXPECT_EQ(log.text(Channel::out), "Xml_Activity : __xml_activity_get_last_activity - Start\n");
+}
+
+// 0 at load, set by a note's, event's or URL's "Links", never reset.
+TEST(LinkTypeChoice, StartsAtZeroAndOutlivesItsReply) {
+  EXPECT_EQ(LinkType, 0);
+  const std::pair<const char *, int32_t> replies[] = {
+      {"full", 4},                  // the URL's "Links" came last
+      {"first_node_of_a_kind", 4},  // no "Links" at all
+      {"group_links_after_note", 2},
+  };
+  for (const auto &[file, after] : replies) {
+    std::string reply = read_data(std::string("replies/activity/") + file + ".xml");
+    release_result(PD_PARSER_ACTIVITY, __xml_parser(PD_PARSER_ACTIVITY, reply.c_str()));
+    EXPECT_EQ(LinkType, after) << file;
+  }
+}
+
+TEST(ActivityPrint, LabelsPaddedTo27WithValuesInBrackets) {
+  db_activity flat{};
+  flat.iResponseHasNext = 1;
+  flat.pszID = const_cast<char *>("a-1");
+  flat.iSP = -255;
+  flat.pszOwnerProfilePhotoURL = const_cast<char *>("http://img.palisade.example/p/100235.jpg");
+  flat.iPhotoCounts = 12;
+  flat.pszVideoPlaytimeLength = const_cast<char *>("95");
+  LogCapture log;
+  __db_activity_data_print(&flat);
+  __db_activity_data_print(nullptr);
+  EXPECT_TRUE(matches_golden("records/activity_print.txt", log.text(Channel::out)));
+}
+
+// The people and message list operations also work when an engine calls
+// them itself, outside a parse.
+TEST(Lists, PeopleAndMessageOperationsOnTheirOwn) {
+  xml_people_search *search = __xml_people_search_init();
+  EXPECT_EQ(__xml_poeple_get_last_profile(search), nullptr);
+  __xml_people_search_people_init(search);
+  xml_people_search_people *last = __xml_people_search_people_init(search);
+  EXPECT_EQ(__xml_poeple_get_last_profile(search), last);
+  EXPECT_NE(last->pstMood, nullptr);
+  release_result(PD_PARSER_PEOPLE_SEARCH, reinterpret_cast<intptr_t>(search));
+
+  // The profile records are released whole, every list followed.
+  xml_people_profile_get *profile = __xml_people_profile_get_init();
+  for (int i = 0; i < 2; ++i) {
+    xml_people_profile_people *people = __xml_people_profile_people_init(profile);
+    people->pszText[14] = data_Cpy("text");
+    for (int j = 0; j < 2; ++j) {
+      xml_people_profile_profilephotos *photos = __xml_people_profile_profilephotos_init(people);
+      __xml_people_profile_profilephoto_init(&photos->pstProfilePhoto)->pszText[1] = data_Cpy("u");
+      __xml_people_profile_profilephoto_init(&photos->pstProfilePhoto);
+    }
+  }
+  EXPECT_NE(profile->pstPeople->pstNext->pstProfilePhotos->pstNext->pstProfilePhoto->pstNext, nullptr);
+  xml_people_profile_get_delete(profile);
+  data_Del(__xml_people_profile_profilephoto_init(nullptr));
+  data_Del(__xml_people_profile_people_init(nullptr));
+  xml_people_profile_get_delete(nullptr);
+  xml_people_search_delete(nullptr);
+  xml_people_profile_set_delete(nullptr);
+
+  xml_message_folder_retrieve *folder = __xml_message_folder_retrieve_init();
+  EXPECT_EQ(__xml_message_folder_get_last_thread(folder), nullptr);
+  xml_message_folder_thread *thread = __xml_message_folder_thread_init(folder);
+  xml_message_folder_message *message = __xml_message_folder_message_init(thread);
+  EXPECT_EQ(__xml_message_get_last_folder_message(thread), message);
+  xml_message_folder_receivers *group = __xml_message_folder_receivers_init(message);
+  __xml_message_folder_receiver_init(group);
+  xml_message_folder_receiver *receiver = __xml_message_folder_receiver_init(group);
+  EXPECT_EQ(group->uCount, 2u);
+  EXPECT_EQ(__xml_message_folder_receivers_get_last_recievers(message), group);
+  EXPECT_EQ(__xml_message_folder_get_last_reciever(group), receiver);
+  EXPECT_EQ(__xml_message_folder_get_last_reciever(nullptr), nullptr);
+  release_result(PD_PARSER_MESSAGE_FOLDER, reinterpret_cast<intptr_t>(folder));
+
+  // A new post holder replaces, and releases, the one before.
+  xml_message_post *post = __xml_message_post_init();
+  __xml_message_post_message_init(post)->pstMessage = xml_element_message_init();
+  xml_message_post_message *holder = __xml_message_post_message_init(post);
+  EXPECT_EQ(post->pstMessage, holder);
+  release_message_post(reinterpret_cast<intptr_t>(post));
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 // Every reply under tests/data/replies/<family>/ parses into exactly the
-// records its .dump file shows.
+// records its .dump file shows, and every element record type reads its
+// element of replies/elements as the element dumps show.
 #include <gtest/gtest.h>
-
 #include <libxml/parser.h>
 
 #include <algorithm>
@@ -14,6 +14,7 @@
 #include "parser/pd_xml_handlers.h"
 #include "record_dump.h"
 #include "support/golden.h"
+#include "support/log_capture.h"
 #include "support/release_records.h"
 
 namespace pd_test {
@@ -120,6 +121,110 @@ TEST_P(GoldenReplies, ParseIntoTheirDumps) {
 
 INSTANTIATE_TEST_SUITE_P(Families, GoldenReplies, ::testing::ValuesIn(kFamilies),
                          [](const auto &info) { return std::string(info.param.dir); });
+
+using pd::log::Channel;
+
+struct ElementOps {
+  const char *type;
+  size_t fields;
+  void *(*init)();
+  void (*set)(void *record, xmlNode *node);
+  void (*remove)(void *record);
+};
+
+#define PD_ELEMENT_TYPES(X) X(link_photo) X(thumbnail) X(attachedphoto) X(video) X(url) X(event) X(note) \
+  X(photo) X(link) X(group) X(photothumbnail) X(owner) X(content) X(activity) X(sender) X(message) \
+  X(profilephoto) X(receiver) X(requester) X(deleted) X(poke) X(friendrequest) X(description) \
+  X(relationship) X(attribute_address) X(attribute_school) X(attribute_work) X(attribute_page) \
+  X(attribute_group) X(attribute_network) X(attribute_iminfo) X(attribute_phone_num) X(attribute_favorite) \
+  X(people) X(status) X(mood) X(response_base)
+
+#define X(type)                                                                          \
+  {#type, sizeof(xml_element_##type) / sizeof(char *),                                   \
+   []() -> void * { return xml_element_##type##_init(); },                               \
+   [](void *r, xmlNode *n) { xml_element_##type##_set(static_cast<xml_element_##type *>(r), n); }, \
+   [](void *r) { xml_element_##type##_delete(static_cast<xml_element_##type *>(r)); }},
+const ElementOps kTypes[] = {PD_ELEMENT_TYPES(X)};
+#undef X
+
+const ElementOps *ops_for(const char *element) {
+  for (const ElementOps &ops : kTypes)
+    if (std::string(ops.type) == element) return &ops;
+  return nullptr;
+}
+
+// Each deletion answer replaces the records of the one before without
+// releasing them: an engine that kept them releases them itself (the
+// sanitizer build sees no double release and no leak), and a record its
+// owner releases while still in its slot leaves the slot empty.
+TEST(ActivityDeletion, AnswersReplaceTheirSlots) {
+  const std::string reply = read_data("replies/activity_delete/deleted.xml");
+  LogCapture log;
+  walk_with(walk_activity_delete, reply);
+  EXPECT_TRUE(matches_golden("replies/activity_delete/deleted.trace", log.text(Channel::out)));
+  xml_activity_delete *kept = xml_activity_delete_return();
+  xml_activity_delete_deleted *kept_deleted = activity_delete_deleted;
+  walk_with(walk_activity_delete, reply);
+  EXPECT_EQ(dump_activity_delete_slots(0), read_data("replies/activity_delete/deleted.dump"));
+  EXPECT_EQ(xml_activity_delete_return(), activity_delete);
+  ASSERT_NE(activity_delete, kept);
+  xml_activity_delete_delete(kept);
+  EXPECT_STREQ(kept_deleted->pszCount, activity_delete_deleted->pszCount);
+  data_Del(kept_deleted->pszCount);
+  __xml_activity_delete_deleted_delete(kept_deleted);
+
+  log.clear();
+  release_activity_delete_slots();
+  EXPECT_EQ(activity_delete, nullptr);
+  EXPECT_EQ(activity_delete_deleted, nullptr);
+  EXPECT_EQ(xml_activity_delete_return(), nullptr);
+  EXPECT_TRUE(matches_golden("parser/activity_delete_release.txt", log.text(Channel::out)));
+}
+
+// Per element: init, set from the element (`sets` times), the fields in
+// order, delete; then a set into no record and its delete; then a record set
+// from no element. All on the record's own lines, the tracing lines between.
+std::string dump_elements(const std::string &file, int sets) {
+  std::string xml = read_data(file), dump;
+  xmlDoc *doc = xmlReadMemory(xml.data(), static_cast<int>(xml.size()), nullptr, nullptr, 0);
+  for (xmlNode *n = xmlDocGetRootElement(doc)->children; n; n = n->next) {
+    if (n->type != XML_ELEMENT_NODE) continue;
+    const ElementOps *ops = ops_for(reinterpret_cast<const char *>(n->name));
+    if (ops == nullptr) {
+      ADD_FAILURE() << "no record type " << n->name;
+      break;
+    }
+    LogCapture log;
+    auto fields = [&](void *record) {
+      std::string out;
+      for (size_t i = 0; i < ops->fields; ++i)
+        out += "  " + std::to_string(i + 1) + ": " + quoted(static_cast<char **>(record)[i]) + "\n";
+      ops->remove(record);
+      return out;
+    };
+    void *record = ops->init();
+    for (int i = 0; i < sets; ++i) ops->set(record, n);
+    dump += "== " + std::string(ops->type) + "\n" + fields(record) + log.text(Channel::out);
+    log.clear();
+    ops->set(nullptr, n);
+    ops->remove(nullptr);
+    dump += "-- into no record\n" + log.text(Channel::out);
+    record = ops->init();
+    ops->set(record, nullptr);
+    log.clear();
+    dump += "-- from no element\n" + fields(record);
+  }
+  xmlFreeDoc(doc);
+  return dump;
+}
+
+TEST(Elements, EveryTypeReadsItsElementInFieldOrder) {
+  EXPECT_EQ(std::size(kTypes), 37u);
+  const std::string dump = dump_elements("replies/elements/all.xml", 1);
+  for (const ElementOps &ops : kTypes) EXPECT_NE(dump.find("== " + std::string(ops.type) + "\n"), std::string::npos);
+  EXPECT_TRUE(matches_golden("replies/elements/all.dump", dump));
+  EXPECT_TRUE(matches_golden("replies/elements/sparse.dump", dump_elements("replies/elements/sparse.xml", 2)));
+}
 
 }  // namespace
 }  // namespace pd_test

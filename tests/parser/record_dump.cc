@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <sstream>
-#include <type_traits>
 
 #include "pd-plugin/pd_records.h"
 
@@ -25,38 +24,35 @@ std::string quoted(const char *text) {
   return out + "\"";
 }
 
+std::string dump_number(intptr_t result) { return "result: " + std::to_string(result) + "\n"; }
+
 namespace {
 
 // Writes "<indent><name>: <value>" lines.
 class Dump {
  public:
   explicit Dump(const char *record) { out_ << "result: " << record << "\n"; }
-  Dump &text(const char *name, const char *value, int indent = 1) {
-    out_ << std::string(2 * indent, ' ') << name << ": " << quoted(value) << "\n";
-    return *this;
-  }
-  Dump &number(const char *name, long long value, int indent = 1) {
-    out_ << std::string(2 * indent, ' ') << name << ": " << value << "\n";
-    return *this;
-  }
-  Dump &entry(const char *list, int index, int indent = 1) {
-    out_ << std::string(2 * indent, ' ') << list << "[" << index << "]\n";
-    return *this;
-  }
-  Dump &line(const std::string &text, int indent) {
-    out_ << std::string(2 * indent, ' ') << text << "\n";
-    return *this;
+  void line(int indent, const std::string &text) { out_ << std::string(2 * indent, ' ') << text << "\n"; }
+  void text(int indent, const char *name, const char *value) { line(indent, std::string(name) + ": " + quoted(value)); }
+  void number(int indent, const char *name, long long value) {
+    line(indent, std::string(name) + ": " + std::to_string(value));
   }
   // "<label>" for a record that is there, "<label>: null" for one that is
   // not; true when it is there.
-  bool open(const std::string &label, const void *record, int indent) {
-    line(record != nullptr ? label : label + ": null", indent);
+  bool open(int indent, const std::string &label, const void *record) {
+    line(indent, record != nullptr ? label : label + ": null");
     return record != nullptr;
   }
-  // "<label>: null" for an empty list; true when it is not empty.
-  bool list(const std::string &label, const void *first, int indent) {
-    if (first == nullptr) line(label + ": null", indent);
-    return first != nullptr;
+  // Each node as "<label>[<i>]" and what `each` writes of it; an empty list
+  // as "<label>: null" where `show_empty`.
+  template <class Node, class Each>
+  void list(int indent, const std::string &label, const Node *first, bool show_empty, Each each) {
+    if (first == nullptr && show_empty) line(indent, label + ": null");
+    int i = 0;
+    for (const Node *node = first; node != nullptr; node = node->pstNext) {
+      line(indent, label + "[" + std::to_string(i++) + "]");
+      each(*node);
+    }
   }
   std::string str() const { return out_.str(); }
 
@@ -64,356 +60,237 @@ class Dump {
   std::ostringstream out_;
 };
 
-// Null or a number: the whole dump is one line. True when done.
-bool not_a_record(intptr_t result, std::string &out) {
-  if (result == 0) out = "result: null\n";
-  else if (result < 0) out = "result: " + std::to_string(result) + "\n";
-  else return false;
-  return true;
-}
+// TEXTS(record, indent, fields...): each text field of the record as a line
+// of the Dump named `d`.
+#define PD_EXPAND(...) PD_EXPAND3(PD_EXPAND3(PD_EXPAND3(PD_EXPAND3(__VA_ARGS__))))
+#define PD_EXPAND3(...) PD_EXPAND2(PD_EXPAND2(PD_EXPAND2(PD_EXPAND2(__VA_ARGS__))))
+#define PD_EXPAND2(...) PD_EXPAND1(PD_EXPAND1(PD_EXPAND1(PD_EXPAND1(__VA_ARGS__))))
+#define PD_EXPAND1(...) __VA_ARGS__
+#define PD_FOR_EACH(m, ...) __VA_OPT__(PD_EXPAND(PD_FOR_EACH_NEXT(m, __VA_ARGS__)))
+#define PD_FOR_EACH_NEXT(m, a, ...) m(a) __VA_OPT__(PD_FOR_EACH_AGAIN PD_PARENS(m, __VA_ARGS__))
+#define PD_PARENS ()
+#define PD_FOR_EACH_AGAIN() PD_FOR_EACH_NEXT
+#define PD_TEXT(field) d.text(indent_, #field, record_->field);
+#define TEXTS(record, indent, ...)          \
+  do {                                      \
+    const auto *record_ = (record);         \
+    const int indent_ = (indent);           \
+    PD_FOR_EACH(PD_TEXT, __VA_ARGS__)       \
+  } while (0)
 
 // Element records: their fields one level below their label.
-#define F(field) .text(#field, r->field, indent + 1)
-#define PD_DUMP_ELEMENT(Type, fields)                                        \
-  void element(Dump &d, const std::string &label, const Type *r, int indent) { \
-    if (d.open(label, r, indent)) d fields;                                  \
+#define PD_DUMP_ELEMENT(Type, ...)                                                     \
+  [[maybe_unused]] void element(Dump &d, int indent, const std::string &label, const Type *r) { \
+    if (d.open(indent, label, r)) TEXTS(r, indent + 1, __VA_ARGS__);                   \
   }
-PD_DUMP_ELEMENT(xml_element_response_base,
-                F(pszReserved1) F(pszReserved2) F(pszStartContext) F(pszHasNext))
-PD_DUMP_ELEMENT(xml_element_activity,
-                F(pszID) F(pszSP) F(pszTargetID) F(pszActTime) F(pszType) F(pszRelatedID)
-                F(pszRelatedName) F(pszRecommendsCount) F(pszCommentsCount) F(pszMobileAuth)
-                F(pszCommentable))
-PD_DUMP_ELEMENT(xml_element_content, F(pszContent))
-PD_DUMP_ELEMENT(xml_element_owner, F(pszID) F(pszName) F(pszType) F(pszIsFriend))
-PD_DUMP_ELEMENT(xml_element_profilephoto, F(pszURL))
-PD_DUMP_ELEMENT(xml_element_photothumbnail, F(pszURL))
-PD_DUMP_ELEMENT(xml_element_thumbnail, F(pszURL))
-PD_DUMP_ELEMENT(xml_element_link_photo, F(pszURL))
-PD_DUMP_ELEMENT(xml_element_link, F(pszTitle) F(pszAuthorName))
-PD_DUMP_ELEMENT(xml_element_group, F(pszID) F(pszName) F(pszCaption))
-PD_DUMP_ELEMENT(xml_element_note, F(pszID) F(pszTitle))
-PD_DUMP_ELEMENT(xml_element_event,
-                F(pszID) F(pszTitle) F(pszEventTime) F(pszLocation) F(pszHostName))
-PD_DUMP_ELEMENT(xml_element_url, F(pszTitle) F(pszCaption) F(pszValue))
-PD_DUMP_ELEMENT(xml_element_photo,
-                F(pszAlbumID) F(pszAlbumName) F(pszAlbumCaption) F(pszID) F(pszOwnerName)
-                F(pszResolution) F(pszAuthorName) F(pszCounts))
-PD_DUMP_ELEMENT(xml_element_video,
-                F(pszID) F(pszTitle) F(pszAuthorID) F(pszAuthorName) F(pszCaption)
-                F(pszSourceURL) F(pszSourceType) F(pszPlayTimeLength))
-PD_DUMP_ELEMENT(xml_element_attachedphoto, F(pszID) F(pszAlbumID))
-PD_DUMP_ELEMENT(xml_element_people,
-                F(pszAge) F(pszBirthday) F(pszBodyType) F(pszChildren) F(pszCity)
-                F(pszDescription) F(pszDisplayName) F(pszDrinker) F(pszEducation) F(pszEmails)
-                F(pszFirstName) F(pszGender) F(pszHeadline) F(pszHeight) F(pszID) F(pszIncome)
-                F(pszCommentable) F(pszIsFriend) F(pszLastName) F(pszLikeToMeet) F(pszLocation)
-                F(pszMiddleName) F(pszName) F(pszOccupation) F(pszPolicy) F(pszPresence)
-                F(pszRelation) F(pszReligion) F(pszCommentable2) F(pszSmoker) F(pszSP)
-                F(pszWebSite))
-PD_DUMP_ELEMENT(xml_element_status, F(pszStatus) F(pszCreateTime) F(pszID))
-PD_DUMP_ELEMENT(xml_element_mood, F(pszID) F(pszIconID) F(pszText))
-PD_DUMP_ELEMENT(xml_element_message,
-                F(pszID) F(pszSendTime) F(pszSP) F(pszThreadID) F(pszResult) F(pszContent))
+PD_DUMP_ELEMENT(xml_element_response_base, pszReserved1, pszReserved2, pszStartContext, pszHasNext)
+PD_DUMP_ELEMENT(xml_element_activity, pszID, pszSP, pszTargetID, pszActTime, pszType, pszRelatedID,
+                pszRelatedName, pszRecommendsCount, pszCommentsCount, pszMobileAuth, pszCommentable)
+PD_DUMP_ELEMENT(xml_element_content, pszContent)
+PD_DUMP_ELEMENT(xml_element_owner, pszID, pszName, pszType, pszIsFriend)
+PD_DUMP_ELEMENT(xml_element_profilephoto, pszURL)
+PD_DUMP_ELEMENT(xml_element_photothumbnail, pszURL)
+PD_DUMP_ELEMENT(xml_element_thumbnail, pszURL)
+PD_DUMP_ELEMENT(xml_element_link_photo, pszURL)
+PD_DUMP_ELEMENT(xml_element_link, pszTitle, pszAuthorName)
+PD_DUMP_ELEMENT(xml_element_group, pszID, pszName, pszCaption)
+PD_DUMP_ELEMENT(xml_element_note, pszID, pszTitle)
+PD_DUMP_ELEMENT(xml_element_event, pszID, pszTitle, pszEventTime, pszLocation, pszHostName)
+PD_DUMP_ELEMENT(xml_element_url, pszTitle, pszCaption, pszValue)
+PD_DUMP_ELEMENT(xml_element_photo, pszAlbumID, pszAlbumName, pszAlbumCaption, pszID, pszOwnerName,
+                pszResolution, pszAuthorName, pszCounts)
+PD_DUMP_ELEMENT(xml_element_video, pszID, pszTitle, pszAuthorID, pszAuthorName, pszCaption,
+                pszSourceURL, pszSourceType, pszPlayTimeLength)
+PD_DUMP_ELEMENT(xml_element_attachedphoto, pszID, pszAlbumID)
+PD_DUMP_ELEMENT(xml_element_people, pszAge, pszBirthday, pszBodyType, pszChildren, pszCity,
+                pszDescription, pszDisplayName, pszDrinker, pszEducation, pszEmails, pszFirstName,
+                pszGender, pszHeadline, pszHeight, pszID, pszIncome, pszCommentable, pszIsFriend,
+                pszLastName, pszLikeToMeet, pszLocation, pszMiddleName, pszName, pszOccupation,
+                pszPolicy, pszPresence, pszRelation, pszReligion, pszCommentable2, pszSmoker, pszSP,
+                pszWebSite)
+PD_DUMP_ELEMENT(xml_element_status, pszStatus, pszCreateTime, pszID)
+PD_DUMP_ELEMENT(xml_element_mood, pszID, pszIconID, pszText)
+PD_DUMP_ELEMENT(xml_element_message, pszID, pszSendTime, pszSP, pszThreadID, pszResult, pszContent)
 #undef PD_DUMP_ELEMENT
-#undef F
 
-// A holder: "<label> -> <member>" over the element record it holds.
-template <class Holder, class Element>
-void held(Dump &d, const char *label, const Holder *holder, Element *Holder::*member,
-          const char *member_name, int indent) {
-  if (d.open(label, holder, indent))
-    element(d, std::string("-> ") + member_name, holder->*member, indent + 1);
+// A holder of one element record, both named `name`: "<name>", then
+// "-> <name>" over the element record.
+#define HELD(node, name, indent)                                              \
+  do {                                                                        \
+    const auto *holder_ = (node)->name;                                       \
+    if (d.open(indent, #name, holder_)) element(d, (indent) + 1, "-> " #name, holder_->name); \
+  } while (0)
+
+#define PAGING(r) TEXTS(&(r), 1, pszReserved1, pszReserved2, pszStartContext, pszHasNext)
+
+// "result: null", a number, or the record as `body` writes it.
+template <class Record, class Body>
+std::string dump(intptr_t result, const char *name, Body body) {
+  if (result == 0) return "result: null\n";
+  if (result < 0) return dump_number(result);
+  Dump d(name);
+  body(d, *reinterpret_cast<const Record *>(result));
+  return d.str();
 }
-#define HELD(d, node, holder, member, indent) \
-  held(d, #holder, (node)->holder, &std::remove_pointer_t<std::remove_cvref_t<decltype((node)->holder)>>::member, \
-       #member, indent)
 
-void links(Dump &d, const xml_activity_get_links *holder, int in) {
-  if (!d.open("pstLinks", holder, in)) return;
-  if (!d.list("pstLink", holder->pstLink, in + 1)) return;
-  int i = 0;
-  for (const xml_activity_get_link *link = holder->pstLink; link != nullptr; link = link->pstNext) {
-    d.entry("pstLink", i++, in + 1);
-    element(d, "pstLink", link->pstLink, in + 2);
-    HELD(d, link, pstLinkPhoto, pstLinkPhoto, in + 2);
+// The parts an activity's item has, where it has them.
+void item_parts(Dump &d, const auto &item) {
+  if constexpr (requires { item.pstContent; }) HELD(&item, pstContent, 3);
+  if constexpr (requires { item.pstThumbnail; }) HELD(&item, pstThumbnail, 3);
+  if constexpr (requires { item.pstLinks; }) {
+    if (d.open(3, "pstLinks", item.pstLinks))
+      d.list(4, "pstLink", item.pstLinks->pstLink, true, [&d](const xml_activity_get_link &link) {
+        element(d, 5, "pstLink", link.pstLink);
+        HELD(&link, pstLinkPhoto, 5);
+      });
   }
 }
-
-// One list of an activity: each node's element record, then its parts.
-template <class Node, class Element, class Parts>
-void nodes(Dump &d, const char *list, const Node *first, Element *Node::*member, Parts parts) {
-  if (!d.list(list, first, 2)) return;
-  int i = 0;
-  for (const Node *node = first; node != nullptr; node = node->pstNext) {
-    d.entry(list, i++, 2);
-    element(d, list, node->*member, 3);
-    parts(node);
-  }
-}
+// One list of an activity: each item's element record, then its parts.
+#define ITEMS(a, name) \
+  d.list(2, #name, (a).name, true, [&d](const auto &item) { element(d, 3, #name, item.name); item_parts(d, item); })
 
 }  // namespace
 
-std::string dump_number(intptr_t result) { return "result: " + std::to_string(result) + "\n"; }
-
 std::string dump_login(intptr_t result) {
-  std::string out;
-  if (not_a_record(result, out)) return out;
-  auto *r = reinterpret_cast<const xml_base *>(result);
-  return Dump("xml_base")
-      .text("pszSessionKey", r->pszSessionKey)
-      .text("pszPersistKeyValue", r->pszPersistKeyValue)
-      .text("pszPersistKeyExpires", r->pszPersistKeyExpires)
-      .text("pszServerAddr", r->pszServerAddr)
-      .text("pszRemoteLoginInfoLoginPeopleID", r->pszRemoteLoginInfoLoginPeopleID)
-      .text("pszRemoteLoginInfoDisplayName", r->pszRemoteLoginInfoDisplayName)
-      .text("pszProfilePhotoURL", r->pszProfilePhotoURL)
-      .str();
+  return dump<xml_base>(result, "xml_base", [](Dump &d, const xml_base &r) {
+    TEXTS(&r, 1, pszSessionKey, pszPersistKeyValue, pszPersistKeyExpires, pszServerAddr,
+          pszRemoteLoginInfoLoginPeopleID, pszRemoteLoginInfoDisplayName, pszProfilePhotoURL);
+  });
 }
 
 std::string dump_logout(intptr_t result) {
-  std::string out;
-  if (not_a_record(result, out)) return out;
-  auto *r = reinterpret_cast<const xml_logout *>(result);
-  return Dump("xml_logout")
-      .text("pszSessionKeyValue", r->pszSessionKeyValue)
-      .text("pszPersistKeyLoggined", r->pszPersistKeyLoggined)
-      .str();
+  return dump<xml_logout>(result, "xml_logout", [](Dump &d, const xml_logout &r) {
+    TEXTS(&r, 1, pszSessionKeyValue, pszPersistKeyLoggined);
+  });
 }
 
 std::string dump_friends(intptr_t result) {
-  std::string out;
-  if (not_a_record(result, out)) return out;
-  auto *r = reinterpret_cast<const xml_friend_grouping_retrieve *>(result);
-  Dump d("xml_friend_grouping_retrieve");
-  d.text("pszReserved1", r->pszReserved1).text("pszReserved2", r->pszReserved2);
-  d.text("pszStartContext", r->pszStartContext).text("pszHasNext", r->pszHasNext);
-  int i = 0;
-  for (const xml_friend_grouping_friend *f = r->pstFriend; f != nullptr; f = f->pstNext) {
-    d.entry("pstFriend", i++)
-        .text("pszID", f->pszID, 2)
-        .text("pszSP", f->pszSP, 2)
-        .text("pszGroupingID", f->pszGroupingID, 2)
-        .text("pszDisplayName", f->pszDisplayName, 2)
-        .text("pszFullName", f->pszFullName, 2)
-        .text("pszEmail", f->pszEmail, 2)
-        .text("pszStatus", f->pszStatus, 2)
-        .text("pszStatusCreateTime", f->pszStatusCreateTime, 2)
-        .text("pszStatusID", f->pszStatusID, 2)
-        .text("pszMoodID", f->pszMoodID, 2)
-        .text("pszMoodIconID", f->pszMoodIconID, 2)
-        .text("pszMoodText", f->pszMoodText, 2)
-        .text("pszPresence", f->pszPresence, 2)
-        .text("pszLocation", f->pszLocation, 2)
-        .text("pszCity", f->pszCity, 2)
-        .text("pszAge", f->pszAge, 2)
-        .text("pszRelationType", f->pszRelationType, 2)
-        .text("pszRelationModifyTime", f->pszRelationModifyTime, 2)
-        .text("pszProfilePhotoURL", f->pszProfilePhotoURL, 2)
-        .text("pszFollowingNum", f->pszFollowingNum, 2)
-        .text("pszFollowerNum", f->pszFollowerNum, 2);
-  }
-  return d.str();
+  using R = xml_friend_grouping_retrieve;
+  return dump<R>(result, "xml_friend_grouping_retrieve", [](Dump &d, const R &r) {
+    PAGING(r);
+    d.list(1, "pstFriend", r.pstFriend, false, [&d](const xml_friend_grouping_friend &f) {
+      TEXTS(&f, 2, pszID, pszSP, pszGroupingID, pszDisplayName, pszFullName, pszEmail, pszStatus,
+            pszStatusCreateTime, pszStatusID, pszMoodID, pszMoodIconID, pszMoodText, pszPresence,
+            pszLocation, pszCity, pszAge, pszRelationType, pszRelationModifyTime,
+            pszProfilePhotoURL, pszFollowingNum, pszFollowerNum);
+    });
+  });
 }
 
 std::string dump_comment_post(intptr_t result) {
-  std::string out;
-  if (not_a_record(result, out)) return out;
-  auto *r = reinterpret_cast<const xml_comment_post *>(result);
-  Dump d("xml_comment_post");
-  int i = 0;
-  for (const xml_comment_post_comment *c = r->pstComment; c != nullptr; c = c->pstNext)
-    d.entry("pstComment", i++)
-        .text("pszID", c->pszID, 2)
-        .text("pszTargetID", c->pszTargetID, 2)
-        .text("pszResult", c->pszResult, 2);
-  return d.str();
+  return dump<xml_comment_post>(result, "xml_comment_post", [](Dump &d, const xml_comment_post &r) {
+    d.list(1, "pstComment", r.pstComment, false, [&d](const xml_comment_post_comment &c) {
+      TEXTS(&c, 2, pszID, pszTargetID, pszResult);
+    });
+  });
 }
 
 std::string dump_comment_retrieve(intptr_t result) {
-  std::string out;
-  if (not_a_record(result, out)) return out;
-  auto *r = reinterpret_cast<const xml_comment_retrieve *>(result);
-  Dump d("xml_comment_retrieve");
-  d.text("pszReserved1", r->pszReserved1).text("pszReserved2", r->pszReserved2);
-  d.text("pszStartContext", r->pszStartContext).text("pszHasNext", r->pszHasNext);
-  int i = 0;
-  for (const xml_comment_retrieve_comment *c = r->pstComment; c != nullptr; c = c->pstNext)
-    d.entry("pstComment", i++)
-        .text("pszID", c->pszID, 2)
-        .text("pszSP", c->pszSP, 2)
-        .text("pszTargetID", c->pszTargetID, 2)
-        .text("pszCreateTime", c->pszCreateTime, 2)
-        .text("pszRecommend", c->pszRecommend, 2)
-        .text("pszContent", c->pszContent, 2)
-        .text("pszCommenterID", c->pszCommenterID, 2)
-        .text("pszCommenterName", c->pszCommenterName, 2)
-        .text("pszCommenterPhotoURL", c->pszCommenterPhotoURL, 2);
-  return d.str();
+  using R = xml_comment_retrieve;
+  return dump<R>(result, "xml_comment_retrieve", [](Dump &d, const R &r) {
+    PAGING(r);
+    d.list(1, "pstComment", r.pstComment, false, [&d](const xml_comment_retrieve_comment &c) {
+      TEXTS(&c, 2, pszID, pszSP, pszTargetID, pszCreateTime, pszRecommend, pszContent,
+            pszCommenterID, pszCommenterName, pszCommenterPhotoURL);
+    });
+  });
 }
 
 std::string dump_albums(intptr_t result) {
-  std::string out;
-  if (not_a_record(result, out)) return out;
-  auto *r = reinterpret_cast<const xml_photo_album_get *>(result);
-  Dump d("xml_photo_album_get");
-  d.text("pszReserved1", r->pszReserved1).text("pszReserved2", r->pszReserved2);
-  d.text("pszStartContext", r->pszStartContext).text("pszHasNext", r->pszHasNext);
-  int i = 0;
-  for (const xml_photo_album_get_album *a = r->pstAlbum; a != nullptr; a = a->pstNext)
-    d.entry("pstAlbum", i++)
-        .text("pszID", a->pszID, 2)
-        .text("pszSP", a->pszSP, 2)
-        .text("pszName", a->pszName, 2)
-        .text("pszVisible", a->pszVisible, 2)
-        .text("pszPlace", a->pszPlace, 2)
-        .text("pszCreatorID", a->pszCreatorID, 2)
-        .text("pszPhotosCount", a->pszPhotosCount, 2)
-        .text("pszDescription", a->pszDescription, 2)
-        .text("pszCoverPhotoURL", a->pszCoverPhotoURL, 2)
-        .text("pszProfilePhotos", a->pszProfilePhotos, 2);
-  return d.str();
+  return dump<xml_photo_album_get>(result, "xml_photo_album_get", [](Dump &d, const xml_photo_album_get &r) {
+    PAGING(r);
+    d.list(1, "pstAlbum", r.pstAlbum, false, [&d](const xml_photo_album_get_album &a) {
+      TEXTS(&a, 2, pszID, pszSP, pszName, pszVisible, pszPlace, pszCreatorID, pszPhotosCount,
+            pszDescription, pszCoverPhotoURL, pszProfilePhotos);
+    });
+  });
 }
 
 std::string dump_album_photos(intptr_t result) {
-  std::string out;
-  if (not_a_record(result, out)) return out;
-  auto *r = reinterpret_cast<const xml_photo_album_photo_list *>(result);
-  Dump d("xml_photo_album_photo_list");
-  d.text("pszReserved1", r->pszReserved1).text("pszReserved2", r->pszReserved2);
-  d.text("pszStartContext", r->pszStartContext).text("pszHasNext", r->pszHasNext);
-  int i = 0;
-  for (const xml_photo_album_photo *p = r->pstPhoto; p != nullptr; p = p->pstNext)
-    d.entry("pstPhoto", i++)
-        .text("pszID", p->pszID, 2)
-        .text("pszTitle", p->pszTitle, 2)
-        .text("pszMainPhotoURL", p->pszMainPhotoURL, 2)
-        .text("pszThumbnailURL", p->pszThumbnailURL, 2)
-        .number("uReserved", p->uReserved, 2)
-        .number("iCommentsCount", p->iCommentsCount, 2);
-  return d.str();
+  using R = xml_photo_album_photo_list;
+  return dump<R>(result, "xml_photo_album_photo_list", [](Dump &d, const R &r) {
+    PAGING(r);
+    d.list(1, "pstPhoto", r.pstPhoto, false, [&d](const xml_photo_album_photo &p) {
+      TEXTS(&p, 2, pszID, pszTitle, pszMainPhotoURL, pszThumbnailURL);
+      d.number(2, "uReserved", p.uReserved);
+      d.number(2, "iCommentsCount", p.iCommentsCount);
+    });
+  });
 }
 
 std::string dump_activity(intptr_t result) {
-  std::string out;
-  if (not_a_record(result, out)) return out;
-  auto *r = reinterpret_cast<const xml_activity_get *>(result);
-  Dump d("xml_activity_get");
-  element(d, "pstResponseBase", r->pstResponseBase, 1);
-  if (!d.list("pstActivity", r->pstActivity, 1)) return d.str();
-  auto item = [&d](const auto *node) {
-    HELD(d, node, pstContent, pstContent, 3);
-    links(d, node->pstLinks, 3);
-  };
-  int i = 0;
-  for (const xml_activity_get_activity *a = r->pstActivity; a != nullptr; a = a->pstNext) {
-    d.entry("pstActivity", i++);
-    element(d, "pstActivity", a->pstActivity, 2);
-    HELD(d, a, pstContent, pstContent, 2);
-    if (d.open("pstOwner", a->pstOwner, 2)) {
-      element(d, "pstOwner", a->pstOwner->pstOwner, 3);
-      HELD(d, a->pstOwner, pstProfilePhoto, pstProfilePhoto, 3);
-      HELD(d, a->pstOwner, pstPhotoThumbnail, pstPhotoThumbnail, 3);
-    }
-    nodes(d, "pstGroup", a->pstGroup, &xml_activity_get_group::pstGroup, item);
-    nodes(d, "pstPhoto", a->pstPhoto, &xml_activity_get_photo::pstPhoto,
-          [&d](const xml_activity_get_photo *p) { HELD(d, p, pstThumbnail, pstThumbnail, 3); });
-    nodes(d, "pstNote", a->pstNote, &xml_activity_get_note::pstNote, item);
-    nodes(d, "pstEvent", a->pstEvent, &xml_activity_get_event::pstEvent, item);
-    nodes(d, "pstURL", a->pstURL, &xml_activity_get_url::pstURL, item);
-    nodes(d, "pstVideo", a->pstVideo, &xml_activity_get_video::pstVideo,
-          [&d](const xml_activity_get_video *v) {
-            HELD(d, v, pstContent, pstContent, 3);
-            HELD(d, v, pstThumbnail, pstThumbnail, 3);
-          });
-    nodes(d, "pstAttachedPhoto", a->pstAttachedPhoto,
-          &xml_activity_get_attachedphoto::pstAttachedPhoto,
-          [&d](const xml_activity_get_attachedphoto *p) {
-            HELD(d, p, pstThumbnail, pstThumbnail, 3);
-          });
-  }
-  return d.str();
+  return dump<xml_activity_get>(result, "xml_activity_get", [](Dump &d, const xml_activity_get &r) {
+    element(d, 1, "pstResponseBase", r.pstResponseBase);
+    d.list(1, "pstActivity", r.pstActivity, true, [&d](const xml_activity_get_activity &a) {
+      element(d, 2, "pstActivity", a.pstActivity);
+      HELD(&a, pstContent, 2);
+      if (d.open(2, "pstOwner", a.pstOwner)) {
+        element(d, 3, "pstOwner", a.pstOwner->pstOwner);
+        HELD(a.pstOwner, pstProfilePhoto, 3);
+        HELD(a.pstOwner, pstPhotoThumbnail, 3);
+      }
+      ITEMS(a, pstGroup);
+      ITEMS(a, pstPhoto);
+      ITEMS(a, pstNote);
+      ITEMS(a, pstEvent);
+      ITEMS(a, pstURL);
+      ITEMS(a, pstVideo);
+      ITEMS(a, pstAttachedPhoto);
+    });
+  });
 }
 
 std::string dump_people_search(intptr_t result) {
-  std::string out;
-  if (not_a_record(result, out)) return out;
-  auto *r = reinterpret_cast<const xml_people_search *>(result);
-  Dump d("xml_people_search");
-  d.text("pszReserved1", r->pszReserved1).text("pszReserved2", r->pszReserved2);
-  d.text("pszStartContext", r->pszStartContext).text("pszHasNext", r->pszHasNext);
-  int i = 0;
-  for (const xml_people_search_people *p = r->pstPeople; p != nullptr; p = p->pstNext) {
-    d.entry("pstPeople", i++);
-    element(d, "pstPeople", p->pstPeople, 2);
-    element(d, "pstStatus", p->pstStatus, 2);
-    element(d, "pstMood", p->pstMood, 2);
-    d.text("pszProfilePhotoURL", p->pszProfilePhotoURL, 2);
-  }
-  return d.str();
+  return dump<xml_people_search>(result, "xml_people_search", [](Dump &d, const xml_people_search &r) {
+    PAGING(r);
+    d.list(1, "pstPeople", r.pstPeople, false, [&d](const xml_people_search_people &p) {
+      element(d, 2, "pstPeople", p.pstPeople);
+      element(d, 2, "pstStatus", p.pstStatus);
+      element(d, 2, "pstMood", p.pstMood);
+      d.text(2, "pszProfilePhotoURL", p.pszProfilePhotoURL);
+    });
+  });
 }
 
 std::string dump_profile_set(intptr_t result) {
-  std::string out;
-  if (not_a_record(result, out)) return out;
-  auto *r = reinterpret_cast<const xml_people_profile_set *>(result);
-  return Dump("xml_people_profile_set").text("pszReserved", r->pszReserved).str();
+  using R = xml_people_profile_set;
+  return dump<R>(result, "xml_people_profile_set", [](Dump &d, const R &r) { d.text(1, "pszReserved", r.pszReserved); });
 }
 
 std::string dump_message_folder(intptr_t result) {
-  std::string out;
-  if (not_a_record(result, out)) return out;
-  auto *r = reinterpret_cast<const xml_message_folder_retrieve *>(result);
-  Dump d("xml_message_folder_retrieve");
-  d.text("pszReserved1", r->pszReserved1).text("pszReserved2", r->pszReserved2);
-  d.text("pszStartContext", r->pszStartContext).text("pszHasNext", r->pszHasNext);
-  int t = 0;
-  for (const xml_message_folder_thread *thread = r->pstThread; thread; thread = thread->pstNext) {
-    d.entry("pstThread", t++);
-    d.text("pszID", thread->pszID, 2).text("pszUnread", thread->pszUnread, 2);
-    d.text("pszFolder", thread->pszFolder, 2);
-    int m = 0;
-    for (const xml_message_folder_message *msg = thread->pstMessage; msg; msg = msg->pstNext) {
-      d.entry("pstMessage", m++, 2);
-      d.text("pszID", msg->pszID, 3).text("pszSP", msg->pszSP, 3).text("pszTitle", msg->pszTitle, 3);
-      d.text("pszSenderID", msg->pszSenderID, 3).text("pszSenderName", msg->pszSenderName, 3);
-      d.text("pszSenderPhotoURL", msg->pszSenderPhotoURL, 3);
-      d.text("pszContent", msg->pszContent, 3).text("pszSendTime", msg->pszSendTime, 3);
-      int g = 0;
-      for (const xml_message_folder_receivers *group = msg->pstReceivers; group;
-           group = group->pstNext) {
-        d.entry("pstReceivers", g++, 3).number("uCount", group->uCount, 4);
-        int n = 0;
-        for (const xml_message_folder_receiver *to = group->pstReceiver; to; to = to->pstNext) {
-          d.entry("pstReceiver", n++, 4);
-          d.text("pszID", to->pszID, 5).text("pszName", to->pszName, 5);
-          d.text("pszPhotoURL", to->pszPhotoURL, 5);
-        }
-      }
-    }
-  }
-  return d.str();
+  using R = xml_message_folder_retrieve;
+  return dump<R>(result, "xml_message_folder_retrieve", [](Dump &d, const R &r) {
+    PAGING(r);
+    d.list(1, "pstThread", r.pstThread, false, [&d](const xml_message_folder_thread &thread) {
+      TEXTS(&thread, 2, pszID, pszUnread, pszFolder);
+      d.list(2, "pstMessage", thread.pstMessage, false, [&d](const xml_message_folder_message &m) {
+        TEXTS(&m, 3, pszID, pszSP, pszTitle, pszSenderID, pszSenderName, pszSenderPhotoURL,
+              pszContent, pszSendTime);
+        d.list(3, "pstReceivers", m.pstReceivers, false, [&d](const xml_message_folder_receivers &group) {
+          d.number(4, "uCount", group.uCount);
+          d.list(4, "pstReceiver", group.pstReceiver, false, [&d](const xml_message_folder_receiver &to) {
+            TEXTS(&to, 5, pszID, pszName, pszPhotoURL);
+          });
+        });
+      });
+    });
+  });
 }
 
 std::string dump_message_post(intptr_t result) {
-  std::string out;
-  if (not_a_record(result, out)) return out;
-  auto *r = reinterpret_cast<const xml_message_post *>(result);
-  Dump d("xml_message_post");
-  element(d, "pstResponseBase", r->pstResponseBase, 1);
-  HELD(d, r, pstMessage, pstMessage, 1);
-  return d.str();
+  return dump<xml_message_post>(result, "xml_message_post", [](Dump &d, const xml_message_post &r) {
+    element(d, 1, "pstResponseBase", r.pstResponseBase);
+    HELD(&r, pstMessage, 1);
+  });
 }
 
 std::string dump_activity_delete_slots(intptr_t) {
   Dump d("process-wide slots");
-  if (d.open("activity_delete", activity_delete, 1))
-    d.line(std::string("pstDeleted: ") + (activity_delete->pstDeleted ? "set" : "null"), 2);
-  if (d.open("activity_delete_deleted", activity_delete_deleted, 1))
-    d.text("pszCount", activity_delete_deleted->pszCount, 2);
+  if (d.open(1, "activity_delete", activity_delete))
+    d.line(2, std::string("pstDeleted: ") + (activity_delete->pstDeleted ? "set" : "null"));
+  if (d.open(1, "activity_delete_deleted", activity_delete_deleted))
+    d.text(2, "pszCount", activity_delete_deleted->pszCount);
   return d.str();
 }
-
-#undef HELD
 
 }  // namespace pd_test

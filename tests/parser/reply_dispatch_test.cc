@@ -4,6 +4,7 @@
 #include <string>
 
 #include "frame/frame_fixture.h"
+#include "parser/pd_parser.h"
 #include "pd-plugin/pd_settings.h"
 #include "record_dump.h"
 #include "settings.h"
@@ -38,33 +39,26 @@ class ParsedReplies : public FrameTest {
   }
 };
 
-TEST_F(ParsedReplies, ALoginStoresItsKeysAndHandsTheRecordToTheEngine) {
-  answer(PD_REQ_LOGIN, "login/full.xml");
-  ASSERT_EQ(notifications().size(), 1u);
-  intptr_t result = last_result();
-  EXPECT_EQ(dump_login(result), read_data("replies/login/full.dump"));
-  EXPECT_EQ(setting(PD_SETTING_SESSION_KEY), "sk-7Q2fA9x1");
-  EXPECT_EQ(setting(PD_SETTING_PERSIST_KEY), "pk-55e0c1d2");
+// A login stores the keys its reply carries; a missing key is a null text,
+// which GConf refuses, and a failed login stores nothing: the old keys stay.
+TEST_F(ParsedReplies, ALoginStoresTheKeysItCarriesAndHandsTheRecordOn) {
+  struct Row {
+    const char *reply, *session, *persist;
+  };
+  for (Row row : {Row{"without_session_key", "old-session", "old-persist"},
+                  Row{"error_envelope", "old-session", "old-persist"},
+                  Row{"full", "sk-7Q2fA9x1", "pk-55e0c1d2"}}) {
+    SCOPED_TRACE(row.reply);
+    ASSERT_EQ(sns_gconf_set_string(PD_SETTING_SESSION_KEY, "old-session"), 1);
+    ASSERT_EQ(sns_gconf_set_string(PD_SETTING_PERSIST_KEY, "old-persist"), 1);
+    answer(PD_REQ_LOGIN, "login/" + std::string(row.reply) + ".xml");
+    EXPECT_EQ(setting(PD_SETTING_SESSION_KEY), row.session);
+    EXPECT_EQ(setting(PD_SETTING_PERSIST_KEY), row.persist);
+    EXPECT_EQ(dump_login(last_result()), read_data("replies/login/" + std::string(row.reply) + ".dump"));
+    release_result(PD_PARSER_LOGIN, last_result());
+  }
   // The login people id stays in the record only.
   EXPECT_EQ(setting(PD_SETTING_LOGIN_PEOPLE_ID), "<unset>");
-  release_login(result);
-}
-
-// A missing key is a null text, which GConf refuses: the stored keys stay.
-TEST_F(ParsedReplies, ALoginWithoutKeysLeavesTheStoredOnes) {
-  ASSERT_EQ(sns_gconf_set_string(PD_SETTING_SESSION_KEY, "old-session"), 1);
-  ASSERT_EQ(sns_gconf_set_string(PD_SETTING_PERSIST_KEY, "old-persist"), 1);
-  answer(PD_REQ_LOGIN, "login/without_session_key.xml");
-  EXPECT_EQ(setting(PD_SETTING_SESSION_KEY), "old-session");
-  EXPECT_EQ(setting(PD_SETTING_PERSIST_KEY), "old-persist");
-  release_login(last_result());
-}
-
-TEST_F(ParsedReplies, AFailedLoginLeavesTheKeysAlone) {
-  ASSERT_EQ(sns_gconf_set_string(PD_SETTING_SESSION_KEY, "old-session"), 1);
-  answer(PD_REQ_LOGIN, "login/error_envelope.xml");
-  EXPECT_EQ(last_result(), -1102);
-  EXPECT_EQ(setting(PD_SETTING_SESSION_KEY), "old-session");
 }
 
 // Without an engine callback the record is released, not lost (the

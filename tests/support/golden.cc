@@ -1,9 +1,10 @@
 #include "support/golden.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 
 namespace pd_test {
 
@@ -13,27 +14,9 @@ std::string data_path(const std::string &relative) {
 
 std::string read_data(const std::string &relative) {
   std::ifstream in(data_path(relative), std::ios::binary);
-  if (!in) {
-    ADD_FAILURE() << "missing test data file " << relative;
-    return {};
-  }
-  std::ostringstream out;
-  out << in.rdbuf();
-  return out.str();
+  if (!in) ADD_FAILURE() << "missing test data file " << relative;
+  return std::string(std::istreambuf_iterator<char>(in), {});
 }
-
-namespace {
-// The first differing position, with a little context, for a readable failure.
-std::string first_difference(const std::string &want, const std::string &got) {
-  size_t at = 0;
-  while (at < want.size() && at < got.size() && want[at] == got[at]) ++at;
-  size_t from = at > 40 ? at - 40 : 0;
-  std::ostringstream out;
-  out << "first difference at byte " << at << "\n  expected: ..." << want.substr(from, 80)
-      << "\n  actual:   ..." << got.substr(from, 80);
-  return out.str();
-}
-}  // namespace
 
 ::testing::AssertionResult matches_golden(const std::string &relative, const std::string &actual) {
   const char *update = std::getenv("PD_UPDATE_GOLDEN");
@@ -44,11 +27,14 @@ std::string first_difference(const std::string &want, const std::string &got) {
   }
   std::ifstream in(data_path(relative), std::ios::binary);
   if (!in) return ::testing::AssertionFailure() << "missing golden file " << relative;
-  std::ostringstream want;
-  want << in.rdbuf();
-  if (want.str() == actual) return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure() << relative << " differs; "
-                                       << first_difference(want.str(), actual);
+  const std::string want(std::istreambuf_iterator<char>(in), {});
+  if (want == actual) return ::testing::AssertionSuccess();
+  // The first differing byte, with a little context, for a readable failure.
+  size_t at = std::mismatch(want.begin(), want.end(), actual.begin(), actual.end()).first - want.begin();
+  size_t from = at > 40 ? at - 40 : 0;
+  return ::testing::AssertionFailure() << relative << " differs; first difference at byte " << at
+                                       << "\n  expected: ..." << want.substr(from, 80)
+                                       << "\n  actual:   ..." << actual.substr(from, 80);
 }
 
 }  // namespace pd_test

@@ -19,22 +19,6 @@ inline void release_notification_result(uint32_t code, intptr_t result) {
   pd_engine::release_record(pd_engine::LinkedApi{}, code, result);
 }
 
-inline void release_login(intptr_t r) { release_notification_result(PD_REQ_LOGIN, r); }
-inline void release_friends(intptr_t r) { release_notification_result(PD_REQ_FRIENDS, r); }
-inline void release_comment_post(intptr_t r) { release_notification_result(PD_REQ_COMMENT_PHOTO, r); }
-inline void release_comment_retrieve(intptr_t r) {
-  release_notification_result(PD_REQ_GET_PHOTO_COMMENTS, r);
-}
-inline void release_albums(intptr_t r) { release_notification_result(PD_REQ_ALBUM_LIST, r); }
-inline void release_album_photos(intptr_t r) { release_notification_result(PD_REQ_ALBUM_PHOTOS, r); }
-inline void release_activity(intptr_t r) { release_notification_result(PD_REQ_ACTIVITY_FEED, r); }
-inline void release_people_search(intptr_t r) {
-  release_notification_result(PD_REQ_PEOPLE_SEARCH, r);
-}
-inline void release_message_folder(intptr_t r) {
-  release_notification_result(PD_REQ_MESSAGE_FOLDER, r);
-}
-
 // The location record never reaches the engine (the upload keeps it); a
 // parse of it on its own is released field by field.
 inline void release_upload_location(intptr_t result) {
@@ -66,22 +50,16 @@ inline void release_activity_delete_slots() {
 
 // By parser index; numbers (0, negative error numbers) are not records.
 inline void release_result(uint32_t index, intptr_t result) {
+  // The engine request whose notification carries each parser's record.
+  constexpr struct { uint32_t index, code; } kCarriers[] = {
+      {0, PD_REQ_LOGIN}, {5, PD_REQ_ACTIVITY_FEED}, {6, PD_REQ_COMMENT_PHOTO},
+      {7, PD_REQ_GET_PHOTO_COMMENTS}, {8, PD_REQ_FRIENDS}, {16, PD_REQ_MESSAGE_FOLDER},
+      {23, PD_REQ_PEOPLE_SEARCH}, {26, PD_REQ_SET_STATUS}, {30, PD_REQ_UPLOAD_PHOTO},
+      {31, PD_REQ_ALBUM_LIST}, {32, PD_REQ_ALBUM_PHOTOS}};
   if (result <= 0) return;
-  switch (index) {
-    case 0: release_notification_result(PD_REQ_LOGIN, result); break;
-    case 5: release_notification_result(PD_REQ_ACTIVITY_FEED, result); break;
-    case 6: release_notification_result(PD_REQ_COMMENT_PHOTO, result); break;
-    case 7: release_notification_result(PD_REQ_GET_PHOTO_COMMENTS, result); break;
-    case 8: release_notification_result(PD_REQ_FRIENDS, result); break;
-    case 16: release_notification_result(PD_REQ_MESSAGE_FOLDER, result); break;
-    case 23: release_notification_result(PD_REQ_PEOPLE_SEARCH, result); break;
-    case 26: release_notification_result(PD_REQ_SET_STATUS, result); break;
-    case 29: release_upload_location(result); break;
-    case 30: release_notification_result(PD_REQ_UPLOAD_PHOTO, result); break;
-    case 31: release_notification_result(PD_REQ_ALBUM_LIST, result); break;
-    case 32: release_notification_result(PD_REQ_ALBUM_PHOTOS, result); break;
-    default: break;
-  }
+  if (index == 29) return release_upload_location(result);
+  for (const auto &carrier : kCarriers)
+    if (carrier.index == index) return release_notification_result(carrier.code, result);
 }
 
 }  // namespace pd_test
