@@ -1,15 +1,8 @@
 #include "conversation.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cctype>
-#include <cstdio>
 #include <ctime>
-#include <fstream>
-#include <regex>
-#include <set>
-#include <sstream>
+#include <map>
 
 #include "parser/record_dump.h"
 #include "pd-plugin/pd_settings.h"
@@ -42,22 +35,16 @@ std::string dump_no_record(intptr_t result) {
 }
 
 Dumper dumper_of(uint32_t code) {
-  switch (code) {
-    case PD_REQ_LOGIN: return dump_login;
-    case PD_REQ_ACTIVITY_FEED: return dump_activity;
-    case PD_REQ_SET_STATUS: return dump_profile_set;
-    case PD_REQ_GET_PHOTO_COMMENTS:
-    case PD_REQ_GET_ACTIVITY_COMMENTS: return dump_comment_retrieve;
-    case PD_REQ_UPLOAD_PHOTO: return dump_photo;
-    case PD_REQ_COMMENT_PHOTO:
-    case PD_REQ_COMMENT_ACTIVITY: return dump_comment_post;
-    case PD_REQ_ALBUM_LIST: return dump_albums;
-    case PD_REQ_ALBUM_PHOTOS: return dump_album_photos;
-    case PD_REQ_FRIENDS: return dump_friends;
-    case PD_REQ_PEOPLE_SEARCH: return dump_people_search;
-    case PD_REQ_MESSAGE_FOLDER: return dump_message_folder;
-    default: return dump_no_record;
-  }
+  static const std::map<uint32_t, Dumper> kDumpers = {
+      {PD_REQ_LOGIN, dump_login},           {PD_REQ_ACTIVITY_FEED, dump_activity},
+      {PD_REQ_SET_STATUS, dump_profile_set}, {PD_REQ_GET_PHOTO_COMMENTS, dump_comment_retrieve},
+      {PD_REQ_GET_ACTIVITY_COMMENTS, dump_comment_retrieve}, {PD_REQ_UPLOAD_PHOTO, dump_photo},
+      {PD_REQ_COMMENT_PHOTO, dump_comment_post}, {PD_REQ_COMMENT_ACTIVITY, dump_comment_post},
+      {PD_REQ_ALBUM_LIST, dump_albums},      {PD_REQ_ALBUM_PHOTOS, dump_album_photos},
+      {PD_REQ_FRIENDS, dump_friends},        {PD_REQ_PEOPLE_SEARCH, dump_people_search},
+      {PD_REQ_MESSAGE_FOLDER, dump_message_folder}};
+  auto found = kDumpers.find(code);
+  return found != kDumpers.end() ? found->second : dump_no_record;
 }
 
 }  // namespace
@@ -112,50 +99,6 @@ std::string describe(const RecordedRequest &request, const Masks &masks) {
   text += "Body-Length: " + std::to_string(request.body.size()) + "\n";
   if (xml) text += "\n" + request.body;
   return masks.apply(text);
-}
-
-StdoutCapture::StdoutCapture(std::string path) : path_(std::move(path)) {
-  std::fflush(stdout);
-  int file = open(path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  if (file < 0) return;
-  saved_ = dup(STDOUT_FILENO);
-  dup2(file, STDOUT_FILENO);
-  close(file);
-}
-
-void StdoutCapture::restore() {
-  if (saved_ < 0) return;
-  std::fflush(stdout);
-  dup2(saved_, STDOUT_FILENO);
-  close(saved_);
-  saved_ = -1;
-}
-
-std::string StdoutCapture::finish() {
-  restore();
-  std::ostringstream text;
-  text << std::ifstream(path_, std::ios::binary).rdbuf();
-  return text.str();
-}
-
-std::vector<std::string> misattributed_lines(const std::string &log, size_t *lines) {
-  static const std::set<std::string> kSources = {
-      "plugins/client-plugin/palisade/src/pd-plugin",
-      "plugins/client-plugin/palisade/src/pd-plugin-util",
-      "plugins/client-plugin/palisade/src/pd_gconf",
-      "plugins/client-plugin/palisade/src/composer/pd_api_composer",
-      "plugins/client-plugin/palisade/src/parser/pdXmlPhoto",
-  };
-  std::set<std::string> named;
-  std::ifstream exports(std::string(PD_TEST_DATA_DIR) + "/../abi/exports.txt");
-  for (std::string name; std::getline(exports, name);)
-    if (!name.empty() && name[0] != '#') named.insert(name);
-  static const std::regex kLine(R"(\[PD-PLUGIN-(DEBUG|ERROR)\]([^:\n]*):([^:\n]*):[0-9]+: [^\n]*)");
-  std::vector<std::string> wrong;
-  *lines = 0;
-  for (std::sregex_iterator it(log.begin(), log.end(), kLine), end; it != end; ++it, ++*lines)
-    if (!kSources.count((*it)[2]) || !named.count((*it)[3])) wrong.push_back(it->str());
-  return wrong;
 }
 
 }  // namespace pd_test

@@ -41,28 +41,6 @@ std::string describe(const pd_notification &notification, const Masks &masks);
 // for XML, the body. An upload resource shows as "/upload/<resource>".
 std::string describe(const RecordedRequest &request, const Masks &masks);
 
-// While alive, what the process writes to standard output (the plug-in's
-// log) goes to the file `path` instead.
-class StdoutCapture {
- public:
-  explicit StdoutCapture(std::string path);
-  ~StdoutCapture() { restore(); }
-  StdoutCapture(const StdoutCapture &) = delete;
-  StdoutCapture &operator=(const StdoutCapture &) = delete;
-  // Gives standard output back and returns what was written meanwhile.
-  std::string finish();
-
- private:
-  void restore();
-  std::string path_;
-  int saved_ = -1;
-};
-
-// The "[PD-PLUGIN-DEBUG]"/"[PD-PLUGIN-ERROR]" lines of `log` that do not
-// name one of the plug-in's source paths and a function listed in
-// tests/abi/exports.txt (what an engine knows by name); `lines` counts all.
-std::vector<std::string> misattributed_lines(const std::string &log, size_t *lines);
-
 }  // namespace pd_test
 
 #endif

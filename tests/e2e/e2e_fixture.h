@@ -42,40 +42,25 @@ class EndToEnd : public ::testing::Test {
     EXPECT_EQ(engine_.count(), expected_) << "notifications other than one per exchange";
     EXPECT_EQ(PluginEngine::stray(), 0u) << "a notification came after pd_finalize";
     engine_.release_all();
-    if (started_) {
-      EXPECT_EQ(sim_.stop(), 0) << "gateway-sim did not end cleanly";
-    }
+    EXPECT_EQ(sim_.stop(), 0) << "gateway-sim did not end cleanly";
     std::error_code ignored;
     std::filesystem::remove_all(dir_, ignored);
   }
 
-  // Starts gateway-sim with `switches`, points the transport at it (with
-  // `environment` on top) and opens the plug-in.
-  void start(const std::vector<std::string> &switches = {}, const Environment &environment = {}) {
-    std::string error;
-    ASSERT_TRUE(sim_.start(switches, &error)) << error;
-    started_ = true;
-    sim_.export_environment();
-    for (const auto &[name, value] : environment) setenv(name, value.c_str(), 1);
-    open();
-  }
-
-  // Another simulator in place of the first (which must end cleanly), with
-  // a plug-in instance pointed at it.
-  void restart(const std::vector<std::string> &switches) {
+  // Starts gateway-sim with `switches` (in place of one that must end
+  // cleanly), points the transport at it and opens a plug-in instance, which
+  // reads the transport's environment now.
+  void start(const std::vector<std::string> &switches = {}) {
     engine_.close();
     ASSERT_EQ(sim_.stop(), 0) << "gateway-sim did not end cleanly";
     std::string error;
     ASSERT_TRUE(sim_.start(switches, &error)) << error;
     sim_.export_environment();
-    open();
+    reopen();
   }
-
-  // A plug-in instance made now reads the transport's environment now.
-  void open() { ASSERT_TRUE(engine_.open()); }
   void reopen() {
     engine_.close();
-    open();
+    ASSERT_TRUE(engine_.open());
   }
 
   // Sends one request and waits for its one notification.
@@ -84,11 +69,12 @@ class EndToEnd : public ::testing::Test {
     size_t before = engine_.count();
     int sent = engine_.send(code, params);
     EXPECT_EQ(sent, PD_OK) << "request " << code << " was not sent";
-    if (sent != PD_OK) return failed();
-    ++expected_;
-    if (!engine_.wait_for(before + 1)) {
+    expected_ += sent == PD_OK;
+    if (sent != PD_OK || !engine_.wait_for(before + 1)) {
       ADD_FAILURE() << "no notification for request " << code;
-      return failed();
+      pd_notification none{};
+      none.uReqCode = UINT32_MAX;
+      return none;
     }
     return engine_.notifications()[before];
   }
@@ -103,13 +89,10 @@ class EndToEnd : public ::testing::Test {
     ASSERT_GT(done.iResult, 0);
     mask_keys();
   }
-
   void mask_keys() {
-    masks_.add(stored(PD_SETTING_SESSION_KEY), "<session-key>");
-    masks_.add(stored(PD_SETTING_PERSIST_KEY), "<persist-key>");
+    masks_.add(stored_setting(PD_SETTING_SESSION_KEY), "<session-key>");
+    masks_.add(stored_setting(PD_SETTING_PERSIST_KEY), "<persist-key>");
   }
-
-  static std::string stored(uint32_t index) { return stored_setting(index); }
 
   // What the plug-in sent: every request recorded but the test's own
   // fetches of stored pictures.
@@ -118,8 +101,7 @@ class EndToEnd : public ::testing::Test {
     std::string error;
     EXPECT_TRUE(sim_.requests(&all, &error)) << error;
     for (RecordedRequest &request : all)
-      if (!(request.method == "GET" && request.path.rfind("/media/", 0) == 0))
-        sent.push_back(std::move(request));
+      if (!(request.method == "GET" && request.path.rfind("/media/", 0) == 0)) sent.push_back(std::move(request));
     return sent;
   }
 
@@ -133,18 +115,10 @@ class EndToEnd : public ::testing::Test {
       state ^= state << 5;
       byte = static_cast<char>(state >> 24);
     }
-    std::ofstream(dir_ + "/" + name, std::ios::binary) << bytes;
+    std::ofstream(path_of(name), std::ios::binary) << bytes;
     return bytes;
   }
   std::string path_of(const std::string &name) const { return dir_ + "/" + name; }
-
-  // A failure with the documented shape: status as given, no record.
-  static void expect_no_record(const pd_notification &n, uint32_t code, uint32_t status) {
-    EXPECT_EQ(n.iMarker, -1);
-    EXPECT_EQ(n.uReqCode, code);
-    EXPECT_EQ(n.uHttpStatus, status);
-    EXPECT_EQ(n.iResult, 0);
-  }
 
   GatewaySim sim_;
   PluginEngine engine_;
@@ -152,13 +126,6 @@ class EndToEnd : public ::testing::Test {
   std::string dir_;
 
  private:
-  static pd_notification failed() {
-    pd_notification none{};
-    none.uReqCode = UINT32_MAX;
-    return none;
-  }
-
-  bool started_ = false;
   size_t expected_ = 0;
 };
 

@@ -1,12 +1,14 @@
-// Faults of the wire and of the gateway. Each ends with exactly one
-// notification for the request, carrying the status the transport saw and
-// no record (or the gateway's error number), and the next request is served.
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
+// Faults of the wire and of the gateway, through the plug-in, libcurl and
+// gateway-sim: each ends with exactly one notification carrying the status
+// the transport saw and no record (or the gateway's error number), and the
+// next request is served. The photo upload: the add-photo request, then the
+// file in chunks sent from the transport's callback, and one notification at
+// the very end. And two engine instances at once.
 #include <chrono>
-#include <cstdint>
+#include <iterator>
+#include <sstream>
+#include <set>
+#include <thread>
 
 #include "e2e_fixture.h"
 #include "support/golden.h"
@@ -16,143 +18,222 @@ namespace {
 
 constexpr const char *kFriendsPath = "/palisade/friend/grouping";
 
-class Faults : public EndToEnd {
- protected:
-  // The friends list as the conversation's golden file shows it.
-  void expect_friends() {
-    pd_notification friends = exchange(PD_REQ_FRIENDS, static_cast<void *>(nullptr));
-    EXPECT_TRUE(matches_golden("e2e/tour/02-friends.dump", describe(friends, masks_)));
-  }
-  // A request on a path without faults is still served.
-  void expect_albums() {
-    pd_notification albums = exchange(PD_REQ_ALBUM_LIST, static_cast<void *>(nullptr));
-    EXPECT_TRUE(matches_golden("e2e/tour/13-album-list.dump", describe(albums, masks_)));
-  }
-  // A session key the gateway never handed out.
-  static void store_unknown_session_key() {
-    ASSERT_EQ(sns_gconf_set_string(PD_SETTING_SESSION_KEY, "0123456789abcdef0123456789abcdef"), 1);
-  }
-};
-
-// What one fault set through the control port does to the friends list: the
-// notification's status and result (kFriendsList: the list as the tour
-// shows it), and at least how long it took.
-constexpr intptr_t kFriendsList = 1;
-struct ControlFault {
-  const char *fields;
-  Environment environment;  // for a plug-in instance of its own
-  uint32_t status;
-  intptr_t result;
-  int at_least_ms = 0;
-};
-
-const ControlFault kControlFaults[] = {
-    {"status=503", {}, 503, 0},
-    {"envelope=4/1102", {}, 200, -1102},
-    {"envelope=3", {}, 200, -30},
-    {"envelope=99999999999/0&context=too+big", {}, 200, INT32_MIN},
-    // Half a document is no document: the reply parses into nothing.
-    {"malformed", {}, 200, 0},
-    {"drop", {}, 0, 0},
-    {"truncate=40", {}, 0, 0},
-    {"reset=40", {}, 0, 0},
-    {"delay=300", {}, 200, kFriendsList, 300},
-    {"delay=1000", {{"SNS_NT_TIMEOUT_MS", "300"}}, 0, 0},
-    {"throttle=20000", {}, 200, kFriendsList},
-    {"slice=97", {}, 200, kFriendsList},
-    // The end of the answer is its close.
-    {"slow-close=300", {}, 200, kFriendsList, 300},
-    {"pad=3000000", {}, 200, kFriendsList},
-    {"pad=2000000", {{"SNS_NT_MAX_REPLY_BYTES", "1000000"}}, 0, 0},
-};
-
-// One simulator for every fault, each set on the friends path through the
-// control port and cleared after: one notification each, and a request on
-// another path is served meanwhile.
-TEST_F(Faults, EachFaultOfTheControlPortEndsInOneNotification) {
+// One simulator for every fault of tests/data/e2e/control-faults.txt, each
+// set on the friends path through the control port and cleared after: one
+// notification each, and a request on another path is served meanwhile.
+TEST_F(EndToEnd, EachFaultOfTheControlPortEndsInOneNotification) {
   start();
   login();
-  for (const ControlFault &fault : kControlFaults) {
-    SCOPED_TRACE(fault.fields);
-    for (const auto &[name, value] : fault.environment) setenv(name, value.c_str(), 1);
-    if (!fault.environment.empty()) reopen();
-    ASSERT_TRUE(sim_.fault(std::string("path=") + kFriendsPath + "&" + fault.fields));
+  std::istringstream lines(read_data("e2e/control-faults.txt"));
+  for (std::string line; std::getline(lines, line);) {
+    if (line.empty() || line[0] == '#') continue;
+    SCOPED_TRACE(line);
+    std::istringstream words(line);
+    std::string fields, result;
+    uint32_t status = 0;
+    int at_least_ms = 0;
+    words >> fields >> status >> result >> at_least_ms;
+    std::vector<std::string> environment{std::istream_iterator<std::string>(words), {}};
+    for (const std::string &variable : environment)
+      setenv(variable.substr(0, variable.find('=')).c_str(), variable.substr(variable.find('=') + 1).c_str(), 1);
+    if (!environment.empty()) reopen();
+    ASSERT_TRUE(sim_.fault(std::string("path=") + kFriendsPath + "&" + fields));
     auto begun = std::chrono::steady_clock::now();
     pd_notification friends = exchange(PD_REQ_FRIENDS, static_cast<void *>(nullptr));
-    EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(fault.at_least_ms));
-    if (fault.result == kFriendsList)
+    EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(at_least_ms));
+    if (result == "list")
       EXPECT_TRUE(matches_golden("e2e/tour/02-friends.dump", describe(friends, masks_)));
     else
-      EXPECT_EQ(std::make_pair(friends.uHttpStatus, friends.iResult), std::make_pair(fault.status, fault.result));
-    expect_albums();
+      EXPECT_EQ(std::make_pair(friends.uHttpStatus, friends.iResult), std::make_pair(status, intptr_t{std::stoll(result)}));
+    pd_notification albums = exchange(PD_REQ_ALBUM_LIST, static_cast<void *>(nullptr));
+    EXPECT_TRUE(matches_golden("e2e/tour/13-album-list.dump", describe(albums, masks_)));
     ASSERT_TRUE(sim_.clear_faults());
-    for (const auto &[name, value] : fault.environment) unsetenv(name);
-    if (!fault.environment.empty()) reopen();
+    for (const std::string &variable : environment) unsetenv(variable.substr(0, variable.find('=')).c_str());
+    if (!environment.empty()) reopen();
   }
 }
 
-// A fault limited to one path leaves the others alone, and the requests
-// before the skipped ones too.
-TEST_F(Faults, FaultSkipLeavesTheFirstRequestsAlone) {
-  start({"--status", "500", "--fault-path", kFriendsPath, "--fault-skip", "1"});
-  login();
-  expect_friends();
-  expect_no_record(exchange(PD_REQ_FRIENDS, static_cast<void *>(nullptr)), PD_REQ_FRIENDS, 500);
-  expect_albums();
-}
-
-TEST_F(Faults, TheGatewaysErrorEnvelopeReachesTheEngineAsANegativeResult) {
+TEST_F(EndToEnd, AStaleSessionKeyIsAnErrorForEveryKindOfReply) {
   start();
-  // A wrong password: the gateway refuses (code 3, sub-code 301), and the
-  // keys of an earlier session are gone with the attempt.
-  store_unknown_session_key();
-  pd_notification refused = exchange(PD_REQ_LOGIN, std::vector<const char *>{kAnn[0], "wrong"});
-  EXPECT_EQ(refused.uHttpStatus, 200u);
-  EXPECT_EQ(refused.iResult, -301);
-  EXPECT_EQ(stored(PD_SETTING_SESSION_KEY), "");
-  // A stale session key (code 2, sub-code 202), for every kind of reply.
-  store_unknown_session_key();
+  ASSERT_EQ(sns_gconf_set_string(PD_SETTING_SESSION_KEY, "0123456789abcdef0123456789abcdef"), 1);
   for (uint32_t code : {PD_REQ_FRIENDS, PD_REQ_ALBUM_LIST, PD_REQ_ACTIVITY_FEED}) {
     pd_notification stale = exchange(code, static_cast<void *>(nullptr));
-    EXPECT_EQ(stale.uHttpStatus, 200u) << code;
-    EXPECT_EQ(stale.iResult, -202) << code;
+    EXPECT_EQ(std::make_pair(stale.uHttpStatus, stale.iResult), std::make_pair(200u, intptr_t{-202})) << code;
   }
-  pd_notification message = exchange(PD_REQ_SEND_MESSAGE,
-                                     std::vector<const char *>{"1003", "palisade", nullptr, nullptr,
-                                                               "Hi", "Hello", "new"});
-  EXPECT_EQ(message.iResult, -202);
+  std::vector<const char *> message = {"1003", "palisade", nullptr, nullptr, "Hi", "Hello", "new"};
+  EXPECT_EQ(exchange(PD_REQ_SEND_MESSAGE, message).iResult, -202);
 }
 
-TEST_F(Faults, AnUnreachableGatewayAnswersWithStatusZero) {
-  // A loopback port held by a socket that never listens: connections to it
-  // are refused, and no other test can take it meanwhile.
-  int probe = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  ASSERT_EQ(bind(probe, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
-  ASSERT_EQ(getsockname(probe, reinterpret_cast<sockaddr *>(&address), &length), 0);
-  std::string port = std::to_string(ntohs(address.sin_port));
-  std::string host = PD_GATEWAY_HOST;
-  setenv("SNS_NT_CONNECT_TO", (host + ":443:127.0.0.1:" + port + "," + host + ":80:127.0.0.1:" + port).c_str(), 1);
-  setenv("SNS_NT_CAINFO", GatewaySim::ca_file().c_str(), 1);
-  open();
-  expect_no_record(exchange(PD_REQ_LOGIN, std::vector<const char *>{kAnn[0], kAnn[1]}), PD_REQ_LOGIN, 0);
-  store_unknown_session_key();
-  expect_no_record(exchange(PD_REQ_FRIENDS, static_cast<void *>(nullptr)), PD_REQ_FRIENDS, 0);
+class PhotoUpload : public EndToEnd {
+ protected:
+  // Uploads the file written as `name` to Ann's album "al4".
+  pd_notification upload(const std::string &name) {
+    return exchange(PD_REQ_UPLOAD_PHOTO, std::vector<const char *>{path_of(name).c_str(), "al4"});
+  }
+
+  // The requests from `first` on are the add-photo request and then the
+  // file, in order, in chunks of 64 KiB, each with its Content-Range.
+  void expect_sent_whole(size_t first, const std::string &file) {
+    std::vector<RecordedRequest> sent = requests();
+    ASSERT_GT(sent.size(), first);
+    EXPECT_EQ(sent[first].path, "/palisade/photo");
+    size_t chunks = file.empty() ? 1 : (file.size() + PD_UPLOAD_CHUNK_SIZE - 1) / PD_UPLOAD_CHUNK_SIZE;
+    ASSERT_EQ(sent.size(), first + 1 + chunks);
+    for (size_t i = first + 1, offset = 0; i < sent.size(); ++i) {
+      SCOPED_TRACE("chunk " + std::to_string(i - first));
+      const RecordedRequest &chunk = sent[i];
+      size_t length = std::min<size_t>(file.size() - offset, PD_UPLOAD_CHUNK_SIZE);
+      std::string range = file.empty() ? "bytes */0"
+                                       : "bytes " + std::to_string(offset) + "-" + std::to_string(offset + length - 1) +
+                                             "/" + std::to_string(file.size());
+      EXPECT_EQ(chunk.method + " " + chunk.scheme + " " + chunk.path, "POST http " + sent[first + 1].path);
+      for (auto [name, value] : {std::pair{"Content-Range", range}, {"Content-Type", "image/jpg"},
+                                 {"Host", GatewaySim::upload_host()}})
+        EXPECT_EQ(chunk.header(name) ? *chunk.header(name) : "(none)", value) << name;
+      EXPECT_TRUE(chunk.body == file.substr(offset, length)) << "chunk bytes differ";
+      offset += length;
+    }
+  }
+
+  // The photo the simulator stored for a finished upload, by its record.
+  std::optional<std::string> stored_photo(const pd_notification &done) {
+    if (done.iResult <= 0) return std::nullopt;
+    return sim_.fetch(std::string("/media/") + reinterpret_cast<const xml_photo *>(done.iResult)->pszID);
+  }
+};
+
+TEST_F(PhotoUpload, FiveMegabytesArriveWholeWithOneNotificationAtTheEnd) {
+  start();
+  login();
+  // Not a multiple of 64 KiB: 76 whole chunks and a last one of 19,264.
+  std::string file = photo("five.jpg", 5000000);
+  pd_notification done = upload("five.jpg");
+  EXPECT_TRUE(matches_golden("e2e/upload/done.dump", describe(done, masks_)));
+  EXPECT_EQ(done.uReqId, requests().size());
+  expect_sent_whole(1, file);
+  EXPECT_TRUE(stored_photo(done) == file) << "the stored photo differs from the file";
+}
+
+// Sizes around the chunk boundaries, without a fault and with one at each
+// step of the exchange (the add-photo request, the first, a middle and the
+// last chunk) of each kind: one notification each, with the documented
+// result, from one simulator whose faults are set through its control port.
+TEST_F(PhotoUpload, AFaultAtAnyStepEndsTheExchangeWithOneNotification) {
+  struct Fault {
+    std::string effect;  // control fields
+    uint32_t status;     // of the notification
+  };
+  // A dropped request may be sent once more on a new connection by libcurl,
+  // and is dropped again; the timeout waits for none.
+  const Fault kFaults[] = {{"", 200}, {"status=500&count=1", 500}, {"malformed&count=1", 200}, {"drop", 0},
+                           {"delay=1000&count=1", 0}};
+  start();
+  login();
+  for (const auto &[effect, status] : kFaults) {
+    if (effect.rfind("delay", 0) == 0) {
+      setenv("SNS_NT_TIMEOUT_MS", "300", 1);
+      reopen();
+    }
+    for (size_t size : {0, 1, 65535, 65536, 65537, 200000, 1 << 20}) {
+      std::string name = std::to_string(size) + ".jpg", file = photo(name, size);
+      size_t chunks = std::max<size_t>(1, (size + PD_UPLOAD_CHUNK_SIZE - 1) / PD_UPLOAD_CHUNK_SIZE);
+      // Step 0: the add-photo request.
+      for (size_t step : effect.empty() ? std::set<size_t>{0} : std::set<size_t>{0, 1, (chunks + 1) / 2, chunks}) {
+        SCOPED_TRACE(effect + " at step " + std::to_string(step) + " of a file of " + std::to_string(size) + " bytes");
+        ASSERT_TRUE(sim_.clear_faults());
+        std::string where = step == 0 ? "path=/palisade/photo" : "path=/upload/*&skip=" + std::to_string(step - 1);
+        ASSERT_TRUE(effect.empty() || sim_.fault(where + "&" + effect));
+        size_t first = effect.empty() ? requests().size() : 0;
+        long long before = sim_.counter("requests");
+        pd_notification done = upload(name);
+        long long sent = sim_.counter("requests") - before;
+        EXPECT_EQ(done.uHttpStatus, status);
+        // The answers to chunks before the last are not read: a malformed
+        // one there does not stop the upload.
+        if (effect.empty() || (effect == "malformed&count=1" && step != 0 && step != chunks)) {
+          EXPECT_EQ(sent, static_cast<long long>(1 + chunks));
+          ASSERT_GT(done.iResult, 0);
+          EXPECT_STREQ(reinterpret_cast<const xml_photo *>(done.iResult)->pszStatus, "done");
+          EXPECT_EQ(stored_photo(done), file);
+          if (effect.empty()) expect_sent_whole(first, file);
+          continue;
+        }
+        EXPECT_EQ(done.iResult, 0);
+        EXPECT_GE(sent, static_cast<long long>(1 + step)) << "the exchange went on past the fault";
+        EXPECT_LE(sent, static_cast<long long>(1 + step + (effect == "drop"))) << "the exchange went on past the fault";
+      }
+    }
+  }
+}
+
+// The engine finalizes its instance while a chunk is on the wire: no
+// notification comes, and nothing of the upload is left behind (the
+// sanitizer build's LeakSanitizer sees the process end).
+TEST_F(PhotoUpload, FinalizeWhileAChunkIsOnTheWire) {
+  start({"--delay-ms", "1000", "--fault-path", "/upload/*"});
+  login();
+  photo("photo.jpg", 300000);
+  ASSERT_EQ(engine_.send(PD_REQ_UPLOAD_PHOTO, std::vector<const char *>{path_of("photo.jpg").c_str(), "al4"}), PD_OK);
+  auto chunk_sent = [&] {
+    std::vector<RecordedRequest> sent = requests();
+    return std::any_of(sent.begin(), sent.end(), [](auto &request) { return request.path.rfind("/upload/", 0) == 0; });
+  };
+  for (int waited = 0; waited < 1000 && !chunk_sent(); ++waited)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  ASSERT_TRUE(chunk_sent());
   engine_.close();
-  close(probe);
+  EXPECT_EQ(engine_.count(), 1u);  // the login's
 }
 
-// TLS is always verified: a certificate from another CA is no answer.
-TEST_F(Faults, ALoginWithAnUntrustedCertificateAnswersWithStatusZero) {
-  start({}, {{"SNS_NT_CAINFO", GatewaySim::other_ca_file()}});
-  expect_no_record(exchange(PD_REQ_LOGIN, std::vector<const char *>{kAnn[0], kAnn[1]}), PD_REQ_LOGIN, 0);
-  EXPECT_TRUE(requests().empty()) << "a request went out over an unverified connection";
-  // Plain HTTP still reaches the gateway, which does not know the key.
-  store_unknown_session_key();
-  EXPECT_EQ(exchange(PD_REQ_FRIENDS, static_cast<void *>(nullptr)).iResult, -202);
+// Two engine instances in one process: each has its own transport, so
+// replies arrive on two callback threads at once, and yet every reply is
+// parsed as if it were the only one. Each instance fetches the feed in
+// rounds of a few requests at once, so that replies keep arriving on both
+// callback threads without queueing at the simulator.
+constexpr size_t kRounds = 40, kAtOnce = 4, kFetches = kRounds * kAtOnce;
+
+void fetch_feeds(PluginEngine &engine, bool *all_sent) {
+  *all_sent = true;
+  for (size_t round = 0; round < kRounds; ++round) {
+    size_t target = engine.count() + kAtOnce;
+    for (size_t i = 0; i < kAtOnce; ++i)
+      *all_sent = engine.send(PD_REQ_ACTIVITY_FEED, static_cast<void *>(nullptr)) == PD_OK && *all_sent;
+    if (!engine.wait_for(target)) return;
+  }
+}
+
+TEST_F(EndToEnd, TwoInstancesFetchingTheFeedTogetherEachGetTheRecordFetchedAlone) {
+  start();
+  login();
+  const std::string alone = describe(exchange(PD_REQ_ACTIVITY_FEED, static_cast<void *>(nullptr)), masks_);
+  // The feed has links of every kind, so a parse that lost its links choice
+  // to the other instance's shows.
+  ASSERT_NE(alone.find("pstLink"), std::string::npos) << alone;
+
+  PluginEngine other;  // logged in through the shared settings
+  ASSERT_TRUE(other.open());
+  size_t before = engine_.count();
+  bool sent_here = false, sent_there = false;
+  std::thread there(fetch_feeds, std::ref(other), &sent_there);
+  fetch_feeds(engine_, &sent_here);
+  there.join();
+  other.close();
+  EXPECT_TRUE(sent_here && sent_there);
+  expect_sent_elsewhere(kFetches);
+
+  std::vector<pd_notification> got = engine_.notifications(), got_there = other.notifications();
+  got.erase(got.begin(), got.begin() + static_cast<std::ptrdiff_t>(before));
+  ASSERT_EQ(got.size(), kFetches);
+  ASSERT_EQ(got_there.size(), kFetches);
+  got.insert(got.end(), got_there.begin(), got_there.end());
+  size_t differing = 0;
+  for (const pd_notification &notification : got) {
+    std::string dump = describe(notification, masks_);
+    if (dump != alone && differing++ == 0) {
+      EXPECT_EQ(dump, alone) << "the first record that differs";
+    }
+  }
+  EXPECT_EQ(differing, 0u) << "of " << got.size() << " records";
 }
 
 }  // namespace

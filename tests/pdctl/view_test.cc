@@ -49,16 +49,10 @@ TEST(PdctlView, BytesThatAreNotUtf8DoNotStopTheJson) {
 
 TEST(PdctlView, TimesThatAreNoCountOfSecondsAreShownAsTheyAre) {
   setenv("TZ", "UTC", 1);
-  auto shown = [](std::string value) {
-    return pdctl::display_text(Cell{"t", "T", value, Style::time});
-  };
-  EXPECT_EQ(shown("0"), "1970-01-01 00:00");
-  EXPECT_EQ(shown("1700000200"), "2023-11-14 22:16");
-  EXPECT_EQ(shown("-5"), "-5");
-  EXPECT_EQ(shown("soon"), "soon");
-  EXPECT_EQ(shown("99999999999999999999"), "99999999999999999999");
-  EXPECT_EQ(shown("999999999999999999"), "999999999999999999");
-  EXPECT_EQ(shown(""), "");
+  const std::pair<const char *, const char *> rows[] = {
+      {"0", "1970-01-01 00:00"}, {"1700000200", "2023-11-14 22:16"}, {"-5", "-5"}, {"soon", "soon"},
+      {"99999999999999999999", "99999999999999999999"}, {"999999999999999999", "999999999999999999"}, {"", ""}};
+  for (const auto &[value, shown] : rows) EXPECT_EQ(pdctl::display_text(Cell{"t", "T", value, Style::time}), shown);
 }
 
 TEST(PdctlView, AbsentValuesAreNullInJsonAndLeftOutOfTrees) {

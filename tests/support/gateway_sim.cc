@@ -1,15 +1,19 @@
 #include "support/gateway_sim.h"
 
 #include <curl/curl.h>
+#include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <thread>
 
@@ -20,9 +24,7 @@ namespace {
 
 std::string read_file(const std::string &path) {
   std::ifstream in(path, std::ios::binary);
-  std::ostringstream out;
-  out << in.rdbuf();
-  return out.str();
+  return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
 // The value after "key=" in a ready file, or 0.
@@ -46,16 +48,139 @@ int wait_for(pid_t pid, double seconds) {
 
 }  // namespace
 
+Outcome run_program(std::vector<std::string> argv, const std::vector<std::string> &env,
+                const std::string &input, bool merged, double seconds) {
+  std::map<std::string, std::string> variables;
+  auto set = [&variables](const std::string &entry) { variables[entry.substr(0, entry.find('='))] = entry; };
+  for (char **e = environ; *e != nullptr; ++e) set(*e);
+  for (const std::string &entry : env) set(entry);
+  std::vector<std::string> entries;
+  for (auto &[name, entry] : variables) entries.push_back(entry);
+  std::vector<char *> args, envp;
+  for (std::string &arg : argv) args.push_back(arg.data());
+  for (std::string &entry : entries) envp.push_back(entry.data());
+  args.push_back(nullptr);
+  envp.push_back(nullptr);
+  // A program that ends without reading all its input must not end the test.
+  signal(SIGPIPE, SIG_IGN);
+  Outcome run;
+  int in[2], out[2], err[2];
+  if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) return run;
+  pid_t pid = fork();
+  if (pid == 0) {
+    dup2(in[0], STDIN_FILENO);
+    dup2(out[1], STDOUT_FILENO);
+    dup2(merged ? out[1] : err[1], STDERR_FILENO);
+    execve(args[0], args.data(), envp.data());
+    _exit(127);
+  }
+  close(in[0]);
+  close(out[1]);
+  close(err[1]);
+  std::thread feeder([fd = in[1], &input] {
+    for (size_t done = 0; done < input.size();) {
+      ssize_t n = write(fd, input.data() + done, input.size() - done);
+      if (n <= 0) break;
+      done += static_cast<size_t>(n);
+    }
+    close(fd);
+  });
+  pollfd fds[2] = {{out[0], POLLIN, 0}, {err[0], POLLIN, 0}};
+  std::string *sinks[2] = {&run.out, &run.err};
+  auto until = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+  for (int open = 2; open > 0 && std::chrono::steady_clock::now() < until;) {
+    if (poll(fds, 2, 100) <= 0) continue;
+    for (int i = 0; i < 2; ++i) {
+      if (fds[i].fd < 0 || fds[i].revents == 0) continue;
+      char buffer[65536];
+      ssize_t n = read(fds[i].fd, buffer, sizeof buffer);
+      if (n > 0) {
+        sinks[i]->append(buffer, static_cast<size_t>(n));
+      } else {
+        close(fds[i].fd);
+        fds[i].fd = -1;
+        --open;
+      }
+    }
+  }
+  for (pollfd &fd : fds)
+    if (fd.fd >= 0) close(fd.fd);
+  double left = std::chrono::duration<double>(until - std::chrono::steady_clock::now()).count();
+  int status = wait_for(pid, std::max(left, 1.0));
+  if (status < 0) {
+    kill(pid, SIGKILL);
+    wait_for(pid, 5);
+  }
+  feeder.join();
+  run.status = status;
+  return run;
+}
+
+std::string transcript_entry(const std::string &program, const std::vector<std::string> &args,
+                             const Outcome &outcome) {
+  std::string text = "$";
+  bool named = false;
+  for (const std::string &arg : args) {
+    if (!named && (arg.find('=') == std::string::npos || arg[0] == '-')) text += " " + program, named = true;
+    text += " " + (arg.empty() || arg.find(' ') != std::string::npos ? "'" + arg + "'" : arg);
+  }
+  if (!named) text += " " + program;
+  return text + "\nexit " + std::to_string(outcome.status) + "\n" + outcome.out + outcome.err + "\n";
+}
+
+std::vector<std::vector<std::string>> transcript_commands(const std::string &text, const std::string &program) {
+  std::vector<std::vector<std::string>> commands;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.rfind("$ ", 0) != 0) continue;
+    std::vector<std::string> args;
+    for (size_t at = 2; at < line.size(); ++at) {
+      bool quoted = line[at] == '\'';
+      size_t end = quoted ? line.find("' ", at + 1) : line.find(' ', at);
+      if (end == std::string::npos) end = line.size() - quoted;
+      std::string arg = line.substr(at + quoted, end - at - quoted);
+      if (arg != program || quoted) args.push_back(arg);
+      at = end + quoted;
+    }
+    commands.push_back(args);
+  }
+  return commands;
+}
+
+std::string run_transcript(const std::string &program, const std::string &text,
+                           const std::vector<std::string> &before, const std::vector<std::string> &env,
+                           const std::vector<std::pair<std::string, std::string>> &shown, bool merged) {
+  auto replace = [](std::string text, const std::string &from, const std::string &to) {
+    for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
+      text.replace(at, from.size(), to);
+    return text;
+  };
+  std::string name = std::filesystem::path(program).filename(), said;
+  for (const std::vector<std::string> &args : transcript_commands(text, name)) {
+    std::vector<std::string> typed = {program}, variables = env;
+    typed.insert(typed.end(), before.begin(), before.end());
+    for (std::string arg : args) {
+      for (const auto &[value, placeholder] : shown) arg = replace(arg, placeholder, value);
+      bool variable = typed.size() == before.size() + 1 && arg.find('=') != std::string::npos && arg[0] != '-';
+      (variable ? variables : typed).push_back(arg);
+    }
+    Outcome outcome = run_program(typed, variables, {}, merged);
+    for (const auto &[value, placeholder] : shown) {
+      outcome.out = replace(outcome.out, value, placeholder);
+      outcome.err = replace(outcome.err, value, placeholder);
+    }
+    said += transcript_entry(name, args, outcome);
+  }
+  return said.empty() ? "(no commands)\n" : said;
+}
+
 const std::string *RecordedRequest::header(std::string_view name) const {
   for (const auto &[key, value] : headers)
     if (key == name) return &value;
   return nullptr;
 }
 
-GatewaySim::~GatewaySim() { stop(); }
-
-bool GatewaySim::start(const std::vector<std::string> &switches, std::string *error,
-                       bool record) {
+bool GatewaySim::start(const std::vector<std::string> &switches, std::string *error, bool record) {
   std::string ignored;
   if (error == nullptr) error = &ignored;
   char pattern[] = "/tmp/gateway-sim.XXXXXX";
@@ -105,13 +230,14 @@ bool GatewaySim::start(const std::vector<std::string> &switches, std::string *er
 }
 
 int GatewaySim::stop() {
-  int status = -1;
+  int status = 0;
   if (pid_ > 0) {
     kill(pid_, SIGTERM);
     status = wait_for(pid_, 20);
     if (status < 0) {
       kill(pid_, SIGKILL);
       wait_for(pid_, 5);
+      status = 128 + SIGKILL;
     }
     pid_ = -1;
   }
@@ -121,10 +247,6 @@ int GatewaySim::stop() {
     dir_.clear();
   }
   return status;
-}
-
-void GatewaySim::kill_now() {
-  if (pid_ > 0) kill(pid_, SIGKILL);
 }
 
 std::string GatewaySim::connect_to() const {
@@ -169,8 +291,9 @@ long http_request(const std::string &method, const std::string &url, const std::
   if (easy == nullptr) return 0;
   curl_slist *headers = nullptr;
   for (const std::string &header : options.headers) headers = curl_slist_append(headers, header.c_str());
-  curl_slist *connect_to =
-      options.connect_to.empty() ? nullptr : curl_slist_append(nullptr, options.connect_to.c_str());
+  curl_slist *connect_to = nullptr;
+  std::istringstream entries(options.connect_to);
+  for (std::string entry; std::getline(entries, entry, ',');) connect_to = curl_slist_append(connect_to, entry.c_str());
   curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
   curl_easy_setopt(easy, CURLOPT_PROXY, "");
   curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, method.c_str());
@@ -216,8 +339,6 @@ bool GatewaySim::fault(const std::string &fields, std::string *error) const {
   if (error != nullptr) *error = answer;
   return false;
 }
-
-bool GatewaySim::clear_faults() const { return control("DELETE", "/faults") == 200; }
 
 long long GatewaySim::counter(const std::string &name) const {
   std::string text;

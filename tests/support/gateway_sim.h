@@ -16,21 +16,45 @@
 namespace pd_test {
 
 // One request as gateway-sim recorded it, with the headers that matter to
-// the gateway (Host, Content-Type, Content-Range, Expect, Transfer-Encoding,
-// in that order).
+// the gateway (Host, Content-Type, Content-Range, Expect, Transfer-Encoding).
 struct RecordedRequest {
   std::string method, path, scheme, peer;
   std::vector<std::pair<std::string, std::string>> headers;
   std::string body;
-
-  // Null when the request did not carry the header.
-  const std::string *header(std::string_view name) const;
+  const std::string *header(std::string_view name) const;  // null when not carried
 };
+
+// How a program run by a test ended (-1: killed, still running after its
+// time) and what it wrote; standard error goes to `out` too when merged.
+struct Outcome {
+  int status = -1;
+  std::string out, err;
+};
+
+// Runs argv[0] (a path) with the test's environment plus `env` ("NAME=value"
+// entries, each replacing its name) and `input` on its standard input.
+Outcome run_program(std::vector<std::string> argv, const std::vector<std::string> &env = {},
+                    const std::string &input = {}, bool merged = false, double seconds = 60);
+
+// A transcript of commands, as a golden file shows them: each as
+// "$ [NAME=value ...] PROGRAM ARGS" (an argument that is empty or holds a
+// space in single quotes), its exit status and what it wrote; and the
+// commands of such a text, each with its leading NAME=value words.
+std::string transcript_entry(const std::string &program, const std::vector<std::string> &args,
+                             const Outcome &outcome);
+std::vector<std::vector<std::string>> transcript_commands(const std::string &text, const std::string &program);
+// Runs the commands of a transcript text with `program` (a path), each
+// after `before` and with `env` and its own NAME=value words added to the
+// environment; each value of `shown` is typed where its placeholder stands
+// and shown as the placeholder in what was said. The new transcript.
+std::string run_transcript(const std::string &program, const std::string &text,
+                           const std::vector<std::string> &before, const std::vector<std::string> &env,
+                           const std::vector<std::pair<std::string, std::string>> &shown, bool merged);
 
 struct HttpOptions {
   std::vector<std::string> headers;  // "Name: value"
   std::string ca_file;               // for HTTPS
-  std::string connect_to;            // a libcurl connect-to entry
+  std::string connect_to;            // libcurl connect-to entries, comma-separated
 };
 
 // One request with libcurl, without a proxy: the HTTP status (0 when no
@@ -41,21 +65,17 @@ long http_request(const std::string &method, const std::string &url, const std::
 class GatewaySim {
  public:
   GatewaySim() = default;
-  ~GatewaySim();
+  ~GatewaySim() { stop(); }
   GatewaySim(const GatewaySim &) = delete;
   GatewaySim &operator=(const GatewaySim &) = delete;
 
   // Starts gateway-sim with the seed that ships with it and extra switches
   // (faults, --cdata, ...). Returns false and says why when it did not come up.
-  bool start(const std::vector<std::string> &switches = {}, std::string *error = nullptr,
-             bool record = true);
-  // Stops it; returns its exit status (0 for a clean stop), -1 when not running.
+  bool start(const std::vector<std::string> &switches = {}, std::string *error = nullptr, bool record = true);
+  // Stops it; its exit status (0 for a clean stop, or when none ran).
   int stop();
-  // Ends it at once, as a crash would: connections die mid-request.
-  void kill_now();
 
   int http_port() const { return http_port_; }
-  int https_port() const { return https_port_; }
   int control_port() const { return control_port_; }
   pid_t pid() const { return pid_; }
   // Where the exchanges are recorded (a folder --replay takes).
@@ -64,33 +84,29 @@ class GatewaySim {
   // The SNS_NT_CONNECT_TO value that sends the gateway host (ports 80 and
   // 443) and the upload host (port 80) to this simulator.
   std::string connect_to() const;
-  // Sets SNS_NT_CONNECT_TO and SNS_NT_CAINFO for transport handles made
-  // from now on.
+  // Sets SNS_NT_CONNECT_TO and SNS_NT_CAINFO for transport handles made from now on.
   void export_environment() const;
 
   // The CA that signed the simulator's certificate, and one that did not.
   static std::string ca_file();
   static std::string other_ca_file();
-  // The URL the plug-in builds for a gateway path.
+  // The URL the plug-in builds for a gateway path, and the host uploads go to.
   static std::string gateway_url(std::string_view path);
-  // The host uploads are sent to.
   static std::string upload_host() { return "upload.palisade.example"; }
 
   // The body of a plain GET on the simulator's HTTP port (uploaded
   // pictures), or nothing when no 200 answer came.
   std::optional<std::string> fetch(const std::string &path) const;
-
   // Every request recorded so far; false when the trace cannot be read.
   bool requests(std::vector<RecordedRequest> *requests, std::string *error) const;
 
-  // One request to the control port: its HTTP status (0: no answer) and
-  // text.
+  // One request to the control port: its HTTP status (0: no answer) and text.
   int control(const std::string &method, const std::string &path, const std::string &body = "",
               std::string *answer = nullptr) const;
   // Adds a fault from form fields ("path=/upload/*&skip=2&status=500");
   // false with the simulator's reason when it refuses.
   bool fault(const std::string &fields, std::string *error = nullptr) const;
-  bool clear_faults() const;
+  bool clear_faults() const { return control("DELETE", "/faults") == 200; }
   // A number of the control port's status ("requests", ...); -1 when absent.
   long long counter(const std::string &name) const;
 

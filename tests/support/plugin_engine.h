@@ -32,8 +32,6 @@ class PluginEngine {
   // pd_finalize: no notification arrives after it returns, so the count is
   // final from here on. Results stay held until release_all().
   void close();
-  bool is_open() const { return handle_ != nullptr; }
-  void *handle() const { return handle_; }
 
   // pd_sendreq's result.
   int send(uint32_t code, void *params);

@@ -36,6 +36,21 @@ std::string stale_friends_request() {
          std::to_string(body.size()) + "\r\n\r\n" + body;
 }
 
+int loopback_socket(int *port, bool listening) {
+  int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t length = sizeof address;
+  if (bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 || (listening && listen(fd, 8) != 0) ||
+      getsockname(fd, reinterpret_cast<sockaddr *>(&address), &length) != 0) {
+    close(fd);
+    return -1;
+  }
+  *port = ntohs(address.sin_port);
+  return fd;
+}
+
 int open_connection(int port) {
   int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in address{};

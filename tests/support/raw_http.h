@@ -15,6 +15,10 @@ namespace pd_test {
 // answer (the error envelope) that still goes through the whole gateway.
 std::string stale_friends_request();
 
+// A socket bound to a free loopback port (listening when asked); -1 when
+// none could be had.
+int loopback_socket(int *port, bool listening = false);
+
 // A blocking connection to a loopback port; -1 when refused.
 int open_connection(int port);
 

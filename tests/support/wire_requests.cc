@@ -93,11 +93,6 @@ std::vector<Delivered> Responses::all() {
   return delivered_;
 }
 
-size_t Responses::count() {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return delivered_.size();
-}
-
 void Responses::clear() {
   std::lock_guard<std::mutex> lock(mutex_);
   delivered_.clear();

@@ -32,10 +32,11 @@ sns_nt_request *chunk_request(sns_nt_handle handle, uint32_t id, const std::stri
                               const std::string &chunk, bool first, pd_upload_data *upload);
 
 // What one response callback delivered, copied before the transport
-// releases the record.
+// releases the record (whose body pointer is not valid any more); the body
+// is null when the record's was.
 struct Delivered {
-  sns_nt_response record;              // body pointer is not valid any more
-  std::optional<std::string> body;     // null when the record's body was null
+  sns_nt_response record;
+  std::optional<std::string> body;
 };
 
 // The response callback of the process (the interface has no user word):
@@ -51,7 +52,7 @@ class Responses {
   // Waits until at least `count` callbacks came; false after `seconds`.
   bool wait_for(size_t count, double seconds = 30);
   std::vector<Delivered> all();
-  size_t count();
+  size_t count() { return all().size(); }
   void clear();
 
  private:
@@ -67,13 +68,13 @@ class Responses {
 class ChunkedUpload {
  public:
   ChunkedUpload(sns_nt_handle handle, std::string url, std::string file);
-  // Sends the first chunk.
+  // Sends the first chunk, with request id `first_id`.
   void start(uint32_t first_id);
   // Feed every response; sends the next chunk after an accepted one.
   // Returns true when the response belonged to this upload.
   bool on_response(const sns_nt_response &response);
   bool finished() const { return finished_.load(); }
-  // The status and body of the last chunk's answer.
+  // The status and body of the last answer.
   uint32_t last_status() const { return last_status_; }
   const std::string &last_body() const { return last_body_; }
   size_t chunks_sent() const { return chunks_; }

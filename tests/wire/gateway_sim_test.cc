@@ -2,180 +2,79 @@
 // answers to bad requests, recorded conversations (the format, damaged
 // files, replay with ignored fields).
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <spawn.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstring>
 #include <filesystem>
-#include <thread>
+#include <sstream>
 
 #include "gateway.h"
 #include "support/gateway_sim.h"
 #include "support/golden.h"
+#include "support/raw_http.h"
 #include "trace.h"
-
-extern char **environ;
 
 namespace {
 
 using pd_test::GatewaySim;
 
-struct Outcome {
-  int status = -1;
-  std::string output;  // standard output and error together
-};
-
-// `program` with `args`; it must end by itself within 20 seconds.
-Outcome run(const char *program, std::vector<std::string> args) {
+// `program` with `args`, its standard output and error together; it must
+// end by itself within 20 seconds.
+pd_test::Outcome run(const char *program, std::vector<std::string> args) {
   args.insert(args.begin(), program);
-  std::vector<char *> argv;
-  for (std::string &arg : args) argv.push_back(arg.data());
-  argv.push_back(nullptr);
-  int out[2];
-  if (pipe(out) != 0) return {};
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
-  posix_spawn_file_actions_adddup2(&actions, out[1], STDERR_FILENO);
-  posix_spawn_file_actions_addclose(&actions, out[0]);
-  pid_t pid = 0;
-  int spawned = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  close(out[1]);
-  Outcome outcome;
-  auto until = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  for (bool open = true; open && std::chrono::steady_clock::now() < until;) {
-    pollfd ready{out[0], POLLIN, 0};
-    if (poll(&ready, 1, 100) <= 0) continue;
-    char buffer[4096];
-    ssize_t n = read(out[0], buffer, sizeof buffer);
-    if (n > 0) outcome.output.append(buffer, static_cast<size_t>(n));
-    open = n > 0;
-  }
-  close(out[0]);
-  if (spawned != 0) return outcome;
-  int status = 0;
-  while (waitpid(pid, &status, WNOHANG) != pid) {
-    if (std::chrono::steady_clock::now() > until) {
-      // Still running: it should have ended by itself.
-      kill(pid, SIGKILL);
-      waitpid(pid, &status, 0);
-      return outcome;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  return outcome;
+  return pd_test::run_program(args, {}, {}, true, 20);
 }
 
-Outcome run_sim(std::vector<std::string> args) { return run(PD_GATEWAY_SIM, std::move(args)); }
+pd_test::Outcome run_sim(std::vector<std::string> args) { return run(PD_GATEWAY_SIM, std::move(args)); }
 
-// A loopback port held by a listening socket.
-int busy_port(int *fd) {
-  *fd = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  if (bind(*fd, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 || listen(*fd, 1) != 0 ||
-      getsockname(*fd, reinterpret_cast<sockaddr *>(&address), &length) != 0)
-    return 0;
-  return ntohs(address.sin_port);
+// Runs the commands of a transcript file under tests/data/gateway-sim.
+void expect_transcript(const char *program, const std::string &file, const std::vector<std::string> &before,
+                       const std::vector<std::pair<std::string, std::string>> &shown) {
+  std::string text = pd_test::read_data("gateway-sim/" + file);
+  EXPECT_TRUE(pd_test::matches_golden("gateway-sim/" + file, pd_test::run_transcript(program, text, before, {}, shown, true)));
 }
 
+// Each refusal names what is wrong and exits with its documented status.
 TEST(GatewaySimCommandLine, RefusesWhatCannotWorkNamingWhy) {
   std::string certs = PD_GATEWAY_SIM_CERTS;
-  std::vector<std::string> base = {"--cert", certs + "/server.pem", "--key", certs + "/server.key", "--seed",
-                                   PD_GATEWAY_SIM_SEED};
-  int held = -1;
-  std::string busy = std::to_string(busy_port(&held));
-  std::string damaged = pd_test::data_path("gateway-sim/damaged");
-  struct Row {
-    std::vector<std::string> args;  // after `base`
-    int status;
-    std::string says;
-  };
-  const Row rows[] = {
-      {{"--fault-path", "/nowhere"}, 2, "--fault-path /nowhere matches no served path"},
-      {{"--http-port", "47123", "--control-port", "47123"}, 2,
-       "port 47123 is given to both --http-port and --control-port"},
-      {{"--https-port", busy}, 3, "cannot listen for --https-port: port " + busy + " is in use"},
-      {{"--replay", damaged}, 4, damaged + "/01-bad-base64:"},
-      {{"--fault", "path=/upload/* status=abc"}, 2, "status needs an HTTP status from 100 to 599, not \"abc\""},
-      {{"--frobnicate"}, 2, "frobnicate"},
-      {{"--record", "/proc/no-such-folder/trace"}, 1, "/proc/no-such-folder/trace is not a folder"},
-  };
-  for (const Row &row : rows) {
-    std::vector<std::string> args = base;
-    args.insert(args.end(), row.args.begin(), row.args.end());
-    Outcome sim = run_sim(args);
-    EXPECT_EQ(sim.status, row.status) << row.args[0] << ": " << sim.output;
-    EXPECT_NE(sim.output.find(row.says), std::string::npos) << sim.output;
-  }
+  int port = 0, held = pd_test::loopback_socket(&port, true);
+  expect_transcript(PD_GATEWAY_SIM, "refusals.txt", {"--cert", certs + "/server.pem", "--key", certs + "/server.key"},
+                    {{std::to_string(port), "<busy-port>"}, {PD_GATEWAY_SIM_SEED, "<seed>"},
+                     {pd_test::data_path("gateway-sim/damaged"), "<damaged>"}});
   close(held);
-  Outcome no_seed = run_sim({"--cert", base[1], "--key", base[3]});
-  EXPECT_EQ(no_seed.status, 2);
-  EXPECT_NE(no_seed.output.find("--seed is needed unless --replay is given"), std::string::npos);
 }
 
 TEST(GatewaySimCommandLine, HelpListsEveryPathEverySwitchsDefaultAndTheExitCodes) {
-  Outcome help = run_sim({"--help"});
+  pd_test::Outcome help = run_sim({"--help"});
   EXPECT_EQ(help.status, 0);
   for (const gateway_sim::ServedPath &served : gateway_sim::served_paths()) {
-    EXPECT_NE(help.output.find(std::string(served.path) + " "), std::string::npos) << served.path;
-    EXPECT_NE(help.output.find(served.serves), std::string::npos) << served.serves;
+    EXPECT_NE(help.out.find(std::string(served.path) + " "), std::string::npos) << served.path;
+    EXPECT_NE(help.out.find(served.serves), std::string::npos) << served.serves;
   }
   for (const char *shown : {"--http-port INT:INT in [0 - 65535]=0", "--max-body-bytes UINT=8388608",
                             "--idle-timeout UINT:INT in [1 - 86400]=60", "--fault-path TEXT=*", "Exit codes: 0"})
-    EXPECT_NE(help.output.find(shown), std::string::npos) << shown;
+    EXPECT_NE(help.out.find(shown), std::string::npos) << shown;
 }
 
-// Every bad request says what is wrong; good ones change the faults.
+// Every bad request says what is wrong; good ones change the faults. The
+// requests of tests/data/gateway-sim/control.txt ("> METHOD PATH [BODY]"),
+// each followed there by its status and answer.
 TEST(GatewaySimControl, AnswersEveryRequestPlainly) {
   GatewaySim sim;
-  std::string error;
+  std::string error, text;
   ASSERT_TRUE(sim.start({}, &error, false)) << error;
-  struct Row {
-    const char *method, *path, *body;
-    int status;
-    const char *answer;
-  };
-  const Row rows[] = {
-      {"POST", "/faults", "path=/upload/*&bogus=1", 400, "error: unknown fault \"bogus\" (known: path, skip,"},
-      {"POST", "/faults", "path=/nowhere&status=500", 400, "error: path \"/nowhere\" matches no served path\n"},
-      {"POST", "/faults", "status=abc", 400, "error: status needs an HTTP status from 100 to 599, not \"abc\"\n"},
-      {"POST", "/faults", "path=/palisade/search", 400, "error: a fault needs something to go wrong"},
-      {"POST", "/faults", "truncate=1&reset=1", 400, "error: truncate and reset cannot both end one answer\n"},
-      {"POST", "/faults", "probability=2&drop", 400, "error: probability needs a number from 0 to 1, not \"2\"\n"},
-      {"POST", "/faults", "throttle=0", 400, "error: throttle needs bytes a second above 0, not \"0\"\n"},
-      {"DELETE", "/faults/99", "", 404, "error: no fault 99\n"},
-      {"DELETE", "/faults/x", "", 400, "error: \"x\" is not a fault id\n"},
-      {"PUT", "/faults", "", 405, "error: PUT is not served on /faults (GET, POST or DELETE is)\n"},
-      {"GET", "/nowhere", "", 404, "error: no control path /nowhere; GET / lists them\n"},
-      {"POST", "/reseed", "value=x", 400, "error: reseed needs value=N with N a whole number\n"},
-      {"POST", "/reset", "{\"people\": 3}", 400, "error: the seed cannot be used: "},
-      {"POST", "/faults", "path=/upload/*&skip=2&count=1&status=500", 200, "id=1\n"},
-      {"POST", "/faults", "path=/palisade/*&envelope=4/1102&context=a+b%26c&probability=0.5", 200, "id=2\n"},
-      {"GET", "/faults", "", 200,
-       "id=1 path=/upload/* skip=2 count=1 status=500 seen=0 applied=0\n"
-       "id=2 path=/palisade/* probability=0.5 envelope=4/1102 context=a b&c seen=0 applied=0\n"},
-      {"DELETE", "/faults/1", "", 200, "cleared 1\n"},
-      {"POST", "/reseed", "value=7", 200, "reseeded with 7\n"},
-      {"POST", "/reset", "", 200, "network reset to its seed\n"},
-      {"DELETE", "/faults", "", 200, "cleared 1\n"},
-      {"GET", "/faults", "", 200, ""},
-  };
-  for (const Row &row : rows) {
-    std::string answer;
-    EXPECT_EQ(sim.control(row.method, row.path, row.body, &answer), row.status) << row.path << " " << row.body;
-    EXPECT_EQ(answer.substr(0, std::strlen(row.answer)), row.answer) << row.path << " " << row.body;
+  std::istringstream lines(pd_test::read_data("gateway-sim/control.txt"));
+  for (std::string line; std::getline(lines, line);) {
+    if (line.rfind("> ", 0) != 0) continue;
+    std::istringstream words(line.substr(2));
+    std::string method, path, body, answer;
+    words >> method >> path;
+    std::getline(words >> std::ws, body);
+    int status = sim.control(method, path, body, &answer);
+    text += line + "\n" + std::to_string(status) + "\n" + answer + "\n";
   }
+  EXPECT_TRUE(pd_test::matches_golden("gateway-sim/control.txt", text));
   EXPECT_EQ(sim.stop(), 0);
 }
 
@@ -185,29 +84,7 @@ TEST(GatewaySimControl, GatewaySimCtlSendsEachRequest) {
   std::string error;
   ASSERT_TRUE(sim.start({}, &error, false)) << error;
   std::string port = std::to_string(sim.control_port());
-  struct Row {
-    std::vector<std::string> args;  // after --port
-    int status;
-    const char *says;
-  };
-  const Row rows[] = {
-      {{"fault", "path=/upload/*", "skip=2", "context=two words & more", "envelope=7/703"}, 0, "id=1\n"},
-      {{"faults"}, 0, "id=1 path=/upload/* skip=2 envelope=7/703 context=two words & more seen=0 applied=0\n"},
-      {{"fault", "path=/nowhere", "drop"}, 1, "error: path \"/nowhere\" matches no served path\n"},
-      {{"clear", "1"}, 0, "cleared 1\n"},
-      {{"clear", "1"}, 1, "error: no fault 1\n"},
-      {{"reseed", "42"}, 0, "reseeded with 42\n"},
-      {{"reset", PD_GATEWAY_SIM_SEED}, 0, "network reset to the seed given\n"},
-      {{"status"}, 0, "requests=0\n"},
-      {{"frobnicate"}, 2, ""},
-  };
-  for (const Row &row : rows) {
-    std::vector<std::string> args = {"--port", port};
-    args.insert(args.end(), row.args.begin(), row.args.end());
-    Outcome ctl = run(PD_GATEWAY_SIM_CTL, args);
-    EXPECT_EQ(ctl.status, row.status) << row.args[0] << ": " << ctl.output;
-    EXPECT_EQ(ctl.output.substr(0, std::strlen(row.says)), row.says) << row.args[0];
-  }
+  expect_transcript(PD_GATEWAY_SIM_CTL, "ctl.txt", {"--port", port}, {{PD_GATEWAY_SIM_SEED, "<seed>"}});
   EXPECT_EQ(sim.stop(), 0);
   EXPECT_EQ(run(PD_GATEWAY_SIM_CTL, {"--port", port, "status"}).status, 3) << "gateway-sim is gone";
 }

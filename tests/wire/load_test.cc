@@ -28,17 +28,14 @@ using pd_test::raise_descriptor_limit;
 using pd_test::stale_friends_request;
 using Clock = std::chrono::steady_clock;
 
-// "N of M answered; min/median/max in ms", and the number answered.
+// Prints "N of M answered; min/median/max in ms" and returns N.
 size_t report(const char *what, std::vector<double> took) {
-  std::vector<double> answered;
-  for (double seconds : took)
-    if (seconds >= 0) answered.push_back(seconds * 1000);
-  std::sort(answered.begin(), answered.end());
-  if (answered.empty()) answered.push_back(-1);
-  std::printf("%s: %zu of %zu answered; min %.1f ms, median %.1f ms, max %.1f ms\n", what,
-              took.size() - static_cast<size_t>(std::count(took.begin(), took.end(), -1.0)), took.size(),
-              answered.front(), answered[answered.size() / 2], answered.back());
-  return took.size() - static_cast<size_t>(std::count(took.begin(), took.end(), -1.0));
+  std::sort(took.begin(), took.end());
+  auto answered = std::find_if(took.begin(), took.end(), [](double seconds) { return seconds >= 0; });
+  size_t count = static_cast<size_t>(took.end() - answered);
+  std::printf("%s: %zu of %zu answered; min %.1f ms, median %.1f ms, max %.1f ms\n", what, count, took.size(),
+              count ? *answered * 1000 : -1, count ? answered[count / 2] * 1000 : -1, count ? took.back() * 1000 : -1);
+  return count;
 }
 
 class Load : public ::testing::Test {
@@ -92,23 +89,18 @@ TEST_F(Load, ABurstOfFiveHundredFromOurTransportIsAllAnswered) {
   sim_.export_environment();
   sns_nt_handle handle = nullptr;
   ASSERT_EQ(sns_nt_init(&handle), 0);
-  ASSERT_EQ(sns_nt_connect(handle), 0);
   ASSERT_EQ(sns_nt_setattr(handle, SNS_NT_ATTR_RESPONSE_CB, 1, reinterpret_cast<void *>(&Responses::callback)), 0);
-  Responses::instance().clear();
-  std::string body = "<Request Method=\"retrieve\" SessionKey=\"0\" ></Request>";
   Clock::time_point start = Clock::now();
+  std::string url = GatewaySim::gateway_url("/palisade/friend/grouping"), body = stale_friends_request();
+  body = body.substr(body.find("\r\n\r\n") + 4);
   for (uint32_t id = 1; id <= 500; ++id)
-    ASSERT_EQ(sns_nt_sendreq(handle, pd_test::xml_request(handle, id, 29,
-                                                          GatewaySim::gateway_url("/palisade/friend/grouping"), body)),
-              0);
+    ASSERT_EQ(sns_nt_sendreq(handle, pd_test::xml_request(handle, id, 29, url, body)), 0);
   EXPECT_TRUE(Responses::instance().wait_for(500, 120));
-  double seconds = std::chrono::duration<double>(Clock::now() - start).count();
   std::vector<pd_test::Delivered> all = Responses::instance().all();
-  size_t ok = static_cast<size_t>(std::count_if(all.begin(), all.end(), [](const pd_test::Delivered &d) {
-    return d.record.uHttpStatus == 200;
-  }));
-  std::printf("burst of 500 from the transport: %zu answered with 200 in %.0f ms\n", ok, seconds * 1000);
-  EXPECT_EQ(ok, 500u);
+  long ok = std::count_if(all.begin(), all.end(), [](auto &delivered) { return delivered.record.uHttpStatus == 200; });
+  std::printf("burst of 500 from the transport: %ld answered with 200 in %.0f ms\n", ok,
+              std::chrono::duration<double, std::milli>(Clock::now() - start).count());
+  EXPECT_EQ(ok, 500);
   EXPECT_EQ(sns_nt_finalize(handle), 0);
 }
 
@@ -121,15 +113,15 @@ class LargeBodies : public Load {
   // A POST to a URL of the gateway's or the upload host, sent to the simulator.
   long post(const std::string &url, const std::string &body, std::string *answer,
             std::vector<std::string> headers = {}) {
-    pd_test::HttpOptions options;
-    options.headers = std::move(headers);
-    options.ca_file = GatewaySim::ca_file();
-    bool secure = url.rfind("https://", 0) == 0;
-    size_t host = secure ? 8 : 7;
-    options.connect_to = url.substr(host, url.find_first_of(":/", host) - host) +
-                         (secure ? ":443:127.0.0.1:" + std::to_string(sim_.https_port())
-                                 : ":80:127.0.0.1:" + std::to_string(sim_.http_port()));
-    return pd_test::http_request("POST", url, body, answer, options);
+    answer->clear();
+    return pd_test::http_request("POST", url, body, answer, {std::move(headers), GatewaySim::ca_file(), sim_.connect_to()});
+  }
+  // A new upload's resource on the upload host.
+  std::string new_upload(const std::string &add_photo) {
+    std::string answer;
+    EXPECT_EQ(post(GatewaySim::gateway_url("/palisade/photo"), add_photo, &answer), 200);
+    return "http://" + GatewaySim::upload_host() + "/" +
+           std::regex_replace(answer, std::regex("(.|\n)*ResourceID=\"([^\"]+)\"(.|\n)*"), "$2");
   }
 };
 
@@ -143,14 +135,7 @@ TEST_F(LargeBodies, AreStreamedOrRefusedWithMemoryBounded) {
   std::string add_photo = pd_test::read_data("wire/requests/add_photo.xml");
   add_photo = std::regex_replace(add_photo, std::regex("SessionKey=\"[0-9a-f]+\""), "SessionKey=\"" + key[1].str() + "\"");
   std::vector<std::string> resources;
-  for (int i = 0; i < 8; ++i) {
-    answer.clear();
-    ASSERT_EQ(post(GatewaySim::gateway_url("/palisade/photo"), add_photo, &answer), 200);
-    std::smatch resource;
-    ASSERT_TRUE(std::regex_search(answer, resource, std::regex("ResourceID=\"([^\"]+)\""))) << answer;
-    resources.push_back(resource[1]);
-  }
-
+  for (int i = 0; i < 8; ++i) resources.push_back(new_upload(add_photo));
   long before = peak_kib(sim_.pid());
   const size_t size = 8 << 20;
   std::string file(size, 'j');
@@ -159,7 +144,7 @@ TEST_F(LargeBodies, AreStreamedOrRefusedWithMemoryBounded) {
   std::vector<long> statuses(resources.size());
   for (size_t i = 0; i < resources.size(); ++i)
     uploads.emplace_back([&, i] {
-      statuses[i] = post("http://" + GatewaySim::upload_host() + "/" + resources[i], file, &answers[i],
+      statuses[i] = post(resources[i], file, &answers[i],
                          {"Content-Type: image/jpg", "Content-Range: bytes 0-" + std::to_string(size - 1) + "/" +
                                                          std::to_string(size)});
     });
@@ -175,17 +160,9 @@ TEST_F(LargeBodies, AreStreamedOrRefusedWithMemoryBounded) {
   // Past the limits: a gateway request over 1 MiB (with and without waiting
   // for "100 Continue"), an upload whose file is over 16 MiB.
   std::string big(2 << 20, ' ');
-  for (const char *expect : {"Expect:", "Expect: 100-continue"}) {
-    answer.clear();
+  for (const char *expect : {"Expect:", "Expect: 100-continue"})
     EXPECT_EQ(post(GatewaySim::gateway_url("/palisade/search"), big, &answer, {expect}), 413) << expect;
-  }
-  answer.clear();
-  ASSERT_EQ(post(GatewaySim::gateway_url("/palisade/photo"), add_photo, &answer), 200);
-  std::smatch resource;
-  ASSERT_TRUE(std::regex_search(answer, resource, std::regex("ResourceID=\"([^\"]+)\"")));
-  answer.clear();
-  EXPECT_EQ(post("http://" + GatewaySim::upload_host() + "/" + resource[1].str(), "x", &answer,
-                 {"Content-Range: bytes 0-0/" + std::to_string((16 << 20) + 1)}),
+  EXPECT_EQ(post(new_upload(add_photo), "x", &answer, {"Content-Range: bytes 0-0/" + std::to_string((16 << 20) + 1)}),
             413)
       << answer;
 }
