@@ -146,4 +146,30 @@ TEST(GatewaySimReplay, IgnoresNamedFieldsAndReportsWhatMatchesNothing) {
   EXPECT_EQ(sim.stop(), 5);
 }
 
+// In front of a gateway (here a seeded simulator) --forward answers as the
+// gateway does and --record captures the conversation, which --replay then
+// serves offline; a gateway that does not answer is told as 502.
+TEST(GatewaySimForward, CapturesAGatewaysConversationForReplay) {
+  GatewaySim gateway, front, offline;
+  std::string error;
+  ASSERT_TRUE(gateway.start({}, &error, false)) << error;
+  auto url = [](const GatewaySim &sim) {
+    return "http://127.0.0.1:" + std::to_string(sim.http_port()) + "/palisade/friend/grouping";
+  };
+  ASSERT_TRUE(front.start({"--forward", "http://127.0.0.1:" + std::to_string(gateway.http_port())}, &error))
+      << error;
+  std::string request = "<Request Method=\"retrieve\" SessionKey=\"k\" >\n<People ID=\"owner\" />\n</Request>\n";
+  std::string direct, forwarded, replayed, unanswered;
+  long status = pd_test::http_request("POST", url(gateway), request, &direct);
+  EXPECT_EQ(pd_test::http_request("POST", url(front), request, &forwarded), status);
+  EXPECT_EQ(forwarded, direct);
+  ASSERT_TRUE(offline.start({"--replay", front.trace_dir()}, &error, false)) << error;
+  EXPECT_EQ(pd_test::http_request("POST", url(offline), request, &replayed), status);
+  EXPECT_EQ(replayed, direct);
+  EXPECT_EQ(offline.stop(), 0);
+  gateway.stop();
+  EXPECT_EQ(pd_test::http_request("POST", url(front), request, &unanswered), 502);
+  EXPECT_NE(unanswered.find("ErrCode=\"4\""), std::string::npos) << unanswered;
+}
+
 }  // namespace

@@ -116,7 +116,7 @@ int main(int argc, char **argv) {
   app.option_defaults()->always_capture_default();
   app.footer(path_list());
   int http_port = 0, https_port = 0, control_port = 0;
-  std::string cert, key, seed, record, replay, ready_file;
+  std::string cert, key, seed, record, replay, ready_file, forward, forward_https, forward_ca;
   std::vector<std::string> replay_ignored = {"SessionKey"}, fault_specs;
   std::optional<uint64_t> random_seed;
   Options options;
@@ -133,7 +133,7 @@ int main(int argc, char **argv) {
       ->check(CLI::Range(0, 65535));
   app.add_option("--cert", cert, "server certificate (PEM)")->required()->check(CLI::ExistingFile);
   app.add_option("--key", key, "server key (PEM)")->required()->check(CLI::ExistingFile);
-  app.add_option("--seed", seed, "the social network (JSON); needed unless replaying")
+  app.add_option("--seed", seed, "the social network (JSON); needed unless replaying or forwarding")
       ->check(CLI::ExistingFile);
   app.add_option("--upload-host", options.upload_host, "host name that uploads are sent to");
   app.add_flag("--cdata", options.cdata, "wrap reply texts in CDATA sections");
@@ -142,6 +142,13 @@ int main(int argc, char **argv) {
   app.add_option("--replay", replay, "answer with the exchanges recorded in this folder")
       ->check(CLI::ExistingDirectory);
   app.add_option("--replay-ignore", replay_ignored, "fields a replayed request may differ in");
+  app.add_option("--forward", forward,
+                 "pass every request on to this gateway (http[s]://HOST[:PORT]) and answer as it does; "
+                 "with --record, captures a real gateway's conversation");
+  app.add_option("--forward-https", forward_https,
+                 "where requests that arrive over TLS go (default: the --forward host over https)");
+  app.add_option("--forward-ca", forward_ca, "the only authority trusted for an HTTPS --forward gateway")
+      ->check(CLI::ExistingFile);
   app.add_option("--random-seed", random_seed, "draw keys and fault probabilities from this seed");
   app.add_option("--max-body-bytes", config.max_body_bytes, "largest request body held; larger: 413");
   app.add_option("--max-upload-bytes", options.max_upload_bytes,
@@ -169,7 +176,15 @@ int main(int argc, char **argv) {
     std::cerr << "gateway-sim: " << why << "\n";
     return kUsage;
   };
-  if (seed.empty() && replay.empty()) return usage("--seed is needed unless --replay is given");
+  if (seed.empty() && replay.empty() && forward.empty())
+    return usage("--seed is needed unless --replay or --forward is given");
+  if (!replay.empty() && !forward.empty()) return usage("--replay and --forward cannot be used together");
+  if (forward.empty() && !(forward_https.empty() && forward_ca.empty()))
+    return usage("--forward-https and --forward-ca go with --forward");
+  if (!forward.empty() && forward_https.empty()) forward_https = secure_base_of(forward);
+  if (std::string why; !forward.empty() && (!forward_base_ok("--forward", forward, &why) ||
+                                            !forward_base_ok("--forward-https", forward_https, &why)))
+    return usage(why);
   if (!pattern_serves(switches.path)) return usage("--fault-path " + switches.path + " matches no served path");
   std::pair<const char *, int> ports[] = {{"--http-port", http_port}, {"--https-port", https_port},
                                           {"--control-port", control_port}};
@@ -200,7 +215,10 @@ int main(int argc, char **argv) {
   std::string seed_text;
   std::optional<Gateway> gateway;
   std::optional<Replayer> replayer;
-  if (!replay.empty()) {
+  std::optional<Forwarder> forwarder;
+  if (!forward.empty()) {
+    forwarder.emplace(forward, forward_https, forward_ca, config.max_body_bytes);
+  } else if (!replay.empty()) {
     std::vector<TraceExchange> exchanges;
     std::string why;
     if (!read_trace(replay, &exchanges, &why)) {
@@ -251,8 +269,8 @@ int main(int argc, char **argv) {
   sigaddset(&stop_signals, SIGINT);
   pthread_sigmask(SIG_BLOCK, &stop_signals, nullptr);
 
-  Server server(config, gateway ? &*gateway : nullptr, replayer ? &*replayer : nullptr, faults,
-                trace ? &*trace : nullptr);
+  Server server(config, gateway ? &*gateway : nullptr, replayer ? &*replayer : nullptr,
+                forwarder ? &*forwarder : nullptr, faults, trace ? &*trace : nullptr);
   Controlled controlled{&faults, gateway ? &*gateway : nullptr, seed_text, replayer ? &*replayer : nullptr,
                         [&server] { return server.counters(); }};
   std::string why;

@@ -111,6 +111,7 @@ struct Server::Shared {
   ServerConfig config;
   Gateway *gateway;
   Replayer *replayer;
+  Forwarder *forwarder;
   FaultTable &faults;
   TraceWriter *trace;
   Controlled control;
@@ -118,8 +119,10 @@ struct Server::Shared {
   std::atomic<uint64_t> requests{0}, connections{0}, most_connections{0}, too_large{0};
   Port http_port{this, false}, https_port{this, true};
 
-  Shared(ServerConfig c, Gateway *g, Replayer *r, FaultTable &f, TraceWriter *t)
-      : config(std::move(c)), gateway(g), replayer(r), faults(f), trace(t) { control.faults = &f; }
+  Shared(ServerConfig c, Gateway *g, Replayer *r, Forwarder *w, FaultTable &f, TraceWriter *t)
+      : config(std::move(c)), gateway(g), replayer(r), forwarder(w), faults(f), trace(t) {
+    control.faults = &f;
+  }
 };
 
 namespace {
@@ -271,6 +274,9 @@ class Exchange {
   MHD_Result answer_now(Outgoing out);
   Outgoing decide();
   Outgoing replayed();
+  Outgoing forwarded();
+  Outgoing answer_as_received(int status, const std::vector<std::pair<std::string, std::string>> &headers,
+                              const std::string &body);
   void record(const Outgoing &out);
   MHD_Result deliver();
   void spool(const char *data, size_t size);
@@ -396,8 +402,28 @@ Outgoing Exchange::replayed() {
     effects_.drop = true;
     return {};
   }
-  Outgoing out{recorded->status(), "", recorded->reply->body, {}};
-  for (const auto &[name, value] : recorded->reply->headers) {
+  return answer_as_received(recorded->status(), recorded->reply->headers, recorded->reply->body);
+}
+
+Outgoing Exchange::forwarded() {
+  std::string why;
+  std::optional<ForwardedReply> reply = shared_.forwarder->forward(request_, secure_, &why);
+  if (!reply) {
+    std::fprintf(stderr, "gateway-sim: forward: %s %s to %s: %s\n", method_.c_str(), path_.c_str(),
+                 shared_.forwarder->base(secure_).c_str(), why.c_str());
+    return Outgoing{502, "text/xml; charset=UTF-8",
+                    error_envelope("4", "0", "no answer from " + shared_.forwarder->base(secure_) + ": " + why), {}};
+  }
+  return answer_as_received(reply->status, reply->headers, reply->body);
+}
+
+// An answer given as another server gave it: its status, body and headers,
+// but for those this server sets itself for the connection it answers on.
+Outgoing Exchange::answer_as_received(int status,
+                                      const std::vector<std::pair<std::string, std::string>> &headers,
+                                      const std::string &body) {
+  Outgoing out{status, "", body, {}};
+  for (const auto &[name, value] : headers) {
     static const char *const kMadeHere[] = {"content-length", "connection", "date", "transfer-encoding",
                                             "keep-alive", "content-type"};
     std::string lower = name;
@@ -421,8 +447,8 @@ Outgoing Exchange::decide() {
                     {}};
   }
   Outgoing out;
-  if (shared_.replayer != nullptr) {
-    out = replayed();
+  if (shared_.replayer != nullptr || shared_.forwarder != nullptr) {
+    out = shared_.replayer != nullptr ? replayed() : forwarded();
     effects_.merge(control);
   } else {
     effects_ = control;
@@ -640,9 +666,9 @@ void on_control_completed(void *, MHD_Connection *, void **con_cls, MHD_RequestT
 
 }  // namespace
 
-Server::Server(ServerConfig config, Gateway *gateway, Replayer *replayer, FaultTable &faults,
-               TraceWriter *trace)
-    : shared_(std::make_unique<Shared>(std::move(config), gateway, replayer, faults, trace)) {}
+Server::Server(ServerConfig config, Gateway *gateway, Replayer *replayer, Forwarder *forwarder,
+               FaultTable &faults, TraceWriter *trace)
+    : shared_(std::make_unique<Shared>(std::move(config), gateway, replayer, forwarder, faults, trace)) {}
 
 Server::~Server() { stop(); }
 

@@ -14,6 +14,7 @@
 
 #include "control.h"
 #include "faults.h"
+#include "forward.h"
 #include "gateway.h"
 #include "trace.h"
 
@@ -33,9 +34,10 @@ struct ServerConfig {
 
 class Server {
  public:
-  // Either `gateway` or `replayer` answers. `trace` may be null.
-  Server(ServerConfig config, Gateway *gateway, Replayer *replayer, FaultTable &faults,
-         TraceWriter *trace);
+  // One of `gateway`, `replayer` and `forwarder` answers, the others are
+  // null. `trace` may be null.
+  Server(ServerConfig config, Gateway *gateway, Replayer *replayer, Forwarder *forwarder,
+         FaultTable &faults, TraceWriter *trace);
   ~Server();
   Server(const Server &) = delete;
   Server &operator=(const Server &) = delete;
