@@ -184,20 +184,5 @@ TEST(Documents, GatewayMarkupFitsTheBaseBodySize) {
   }
 }
 
-// A megabyte of text, with every byte the writer must pass through as it
-// stands, composes into a buffer of exactly the document's size.
-TEST(Documents, MegabyteTextsComposeVerbatim) {
-  std::string text(1 << 20, 'a');
-  const char kVerbatim[] = "<&\"'\xff\xc3\x80";
-  for (size_t i = 0; i < text.size(); i += 5) text[i] = kVerbatim[(i / 5) % 7];
-  const std::string expected = "<Request Method=\"set\" SessionKey=\"k\" >\n<People ID=\"" + text +
-                               "\" />\n<Status>" + text + "</Status>\n</Request>\n";
-  std::vector<char> buffer(expected.size() + 1);
-  Composer_People *people = Composer_People_add(Composer_People_create(), text.c_str(), 0, 0, 0, 0, 0);
-  ASSERT_EQ(xml_composer_people_profile_set(buffer.data(), "k", people, text.c_str()), 0);
-  ASSERT_EQ(xml_last_index, expected.size());
-  EXPECT_TRUE(std::string(buffer.data(), xml_last_index) == expected);
-}
-
 }  // namespace
 }  // namespace pd_test
