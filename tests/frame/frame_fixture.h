@@ -14,6 +14,8 @@
 #include <vector>
 
 #include "pd-plugin/pd_plugin.h"
+#include "pd-plugin/pd_settings.h"
+#include "settings.h"
 #include "sns_double.h"
 #include "support/golden.h"
 #include "support/log_capture.h"
@@ -64,6 +66,80 @@ inline std::string gconftool(const std::string &arguments) {
   if (pipe) pclose(pipe);
   if (!out.empty() && out.back() == '\n') out.pop_back();
   return out;
+}
+
+// What the transport was handed, as the golden files show it.
+inline std::string describe(const sns_double::Recorded &recorded) {
+  const sns_nt_request &r = *recorded.request;
+  char words[240];
+  std::snprintf(words, sizeof words,
+                "ID %u CODE %u KIND %u WORD16 %u WORD20 %u WORD24 %u WORD28 %u UPLOAD %u LENGTH %u PRIVATE %s "
+                "HEADER %s\n",
+                r.uReqId, r.uReqCode, r.uKind, r.uWord16, r.uWord20, r.uWord24, r.uWord28, r.uUploadValue,
+                r.uBodyLen, r.pPrivData ? "upload-record" : "none", r.pheader ? r.pheader : "none");
+  return "URL " + recorded.url + "\n" + words + "\n" + recorded.body;
+}
+
+// What the bounded settings reader finds: "found:value".
+inline std::string read_setting(uint32_t index) {
+  std::string value = "<unset>";
+  int found = pd::settings::read(index, value);
+  return std::to_string(found) + ":" + value;
+}
+
+// Plays the calls of a table under tests/data in turn and gives back each row,
+// its result and (when `logged`) its log lines. A row is one call:
+// get|INDEX (into a buffer holding "untouched"), set|INDEX|TEXT ("-": a null
+// text), read|INDEX, key|INDEX, init, gconftool|ARGUMENTS (another program's
+// view), or on instance `handle` send|CODE|PARAMETERS (pd_sendreq, then what
+// the transport was handed, if anything) and dispatch|CODE|PARAMETERS
+// (pd_send_pluggin_request). PARAMETERS: "none", "text|T" or "block|W|...",
+// an array of texts ("-" a null one, "\"\"" an empty one, "$photo" `photo`).
+inline std::string play_calls(const std::string &table, void *handle = nullptr, bool logged = true,
+                              std::string photo = "") {
+  std::string transcript;
+  for (auto &row : data_rows(table)) {
+    LogCapture log;
+    const std::string &call = row[0];
+    uint32_t index = call == "gconftool" || call == "init" ? 0 : std::stoul(row[1]);
+    std::string result;
+    char buffer[64] = "untouched";
+    std::vector<char *> block;
+    for (size_t i = 3; i < row.size(); ++i)
+      block.push_back(row[i] == "-"        ? nullptr
+                      : row[i] == "$photo" ? photo.data()
+                      : row[i] == "\"\""   ? const_cast<char *>("")
+                                           : row[i].data());
+    void *params = row.size() < 3 || row[2] == "none" ? nullptr
+                   : row[2] == "text"                 ? static_cast<void *>(block.at(0))
+                                                      : static_cast<void *>(block.data());
+    if (call == "get") {
+      result = std::to_string(sns_gconf_get_string(index, buffer)) + " " + buffer;
+    } else if (call == "set") {
+      const char *text = row.size() < 3 ? "" : row[2] == "-" ? nullptr : row[2].c_str();
+      result = std::to_string(sns_gconf_set_string(index, text));
+    } else if (call == "read") {
+      result = read_setting(index);
+    } else if (call == "key") {
+      result = pd::settings::key(index) ? pd::settings::key(index) : "(null)";
+    } else if (call == "send" || call == "dispatch") {
+      size_t before = sns_double::request_count();
+      result = std::to_string(call == "send" ? pd_sendreq(handle, index, params, nullptr)
+                                             : pd_send_pluggin_request(handle, index, params, nullptr));
+      for (size_t i = before; i < sns_double::request_count(); ++i) {
+        const sns_double::Recorded sent = sns_double::requests()[i];
+        EXPECT_EQ(sent.request->pInstance, handle);
+        EXPECT_EQ(sent.request->hTransport, static_cast<pd_inst *>(handle)->hTransport);
+        result += "\n" + describe(sent);
+      }
+    } else {
+      result = call == "init" ? std::to_string(sns_gconf_init()) : gconftool(row[1]);
+    }
+    std::string shown;
+    for (const std::string &field : row) shown += (shown.empty() ? "> " : "|") + field;
+    transcript += shown + "\n" + result + "\n" + (logged ? log.all() : "");
+  }
+  return transcript;
 }
 
 class FrameTest : public ::testing::Test {

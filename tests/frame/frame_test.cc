@@ -9,7 +9,6 @@
 #include "frame_fixture.h"
 #include "pd-plugin/pd_settings.h"
 #include "pd-plugin/pd_upload.h"
-#include "pd-plugin/pd_xml_album.h"
 #include "support/golden.h"
 
 namespace pd_test {
@@ -169,16 +168,6 @@ TEST_F(FrameTest, EveryReplyBecomesOneNotification) {
   transcript += "== null, orphan and no engine callback\n" + log.all();
   EXPECT_EQ(notifications().size(), replies - 1);
   EXPECT_TRUE(matches_golden("frame/replies.transcript", without_addresses(transcript)));
-}
-
-// Each code's reply goes to its own parser: the album list's is read as one.
-TEST_F(FrameTest, AlbumListReplyBecomesTheAlbumList) {
-  reply(PD_REQ_ALBUM_LIST, 200, read_data("replies/albums/three_albums.xml").c_str());
-  ASSERT_EQ(notifications().size(), 1u);
-  auto *albums = reinterpret_cast<xml_photo_album_get *>(notifications()[0].iResult);
-  ASSERT_NE(albums, nullptr);
-  EXPECT_NE(albums->pstAlbum, nullptr);
-  xml_photo_album_get_delete(albums);
 }
 
 }  // namespace

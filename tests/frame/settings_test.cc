@@ -10,55 +10,23 @@
 #include <thread>
 
 #include "frame_fixture.h"
-#include "pd-plugin/pd_settings.h"
-#include "settings.h"
 #include "support/bus_count.h"
 
 namespace pd_test {
 namespace {
 
-// What the bounded reader finds: "found:value".
-std::string read(uint32_t index) {
-  std::string value = "<unset>";
-  int found = pd::settings::read(index, value);
-  return std::to_string(found) + ":" + value;
-}
-
 // The calls of a data table in turn, from before the first init on (ctest
 // runs each case in a process of its own), against a golden transcript of
 // each result and its log lines.
 TEST(Settings, CallsAndTheirResults) {
-  std::string transcript;
-  for (const auto &row : data_rows("frame/settings.rows")) {
-    LogCapture log;
-    const std::string &call = row[0];
-    uint32_t index = call == "gconftool" || call == "init" ? 0 : std::stoul(row[1]);
-    std::string result;
-    char buffer[64] = "untouched";
-    if (call == "get") {
-      result = std::to_string(sns_gconf_get_string(index, buffer)) + " " + buffer;
-    } else if (call == "set") {
-      const char *text = row.size() < 3 ? "" : row[2] == "-" ? nullptr : row[2].c_str();
-      result = std::to_string(sns_gconf_set_string(index, text));
-    } else if (call == "read") {
-      result = read(index);
-    } else if (call == "key") {
-      result = pd::settings::key(index) ? pd::settings::key(index) : "(null)";
-    } else {
-      result = call == "init" ? std::to_string(sns_gconf_init()) : gconftool(row[1]);
-    }
-    std::string shown;
-    for (const std::string &field : row) shown += (shown.empty() ? "> " : "|") + field;
-    transcript += shown + "\n" + result + "\n" + log.all();
-  }
-  EXPECT_TRUE(matches_golden("frame/settings.transcript", transcript));
+  EXPECT_TRUE(matches_golden("frame/settings.transcript", play_calls("frame/settings.rows")));
 }
 
 TEST(Settings, ValuesOfAnySizeAreReadWhole) {
   ASSERT_EQ(sns_gconf_init(), 1);
   std::string big(1 << 20, 'k');
   ASSERT_EQ(sns_gconf_set_string(6, big.c_str()), 1);
-  EXPECT_EQ(read(6), "1:" + big);
+  EXPECT_EQ(read_setting(6), "1:" + big);
   std::string large(big.size() + 1, '\0');
   EXPECT_EQ(sns_gconf_get_string(6, large.data()), 1);
   EXPECT_EQ(large.c_str(), big);

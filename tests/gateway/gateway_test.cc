@@ -1,6 +1,6 @@
 // Every served request through the dispatcher to the transport double, with
 // the settings in real GConf: the URL, the record's words and the body
-// handed over, against golden files.
+// handed over, against golden transcripts.
 #include <cstdio>
 #include <fstream>
 #include <set>
@@ -10,30 +10,10 @@
 
 #include "composer/pd_api_composer.h"
 #include "frame/frame_fixture.h"
-#include "pd-plugin/pd_settings.h"
-#include "settings.h"
 #include "support/golden.h"
 
 namespace pd_test {
 namespace {
-
-// What the transport was handed, as the golden files show it.
-std::string describe(const sns_double::Recorded &recorded) {
-  const sns_nt_request &r = *recorded.request;
-  char words[240];
-  std::snprintf(words, sizeof words,
-                "ID %u CODE %u KIND %u WORD16 %u WORD20 %u WORD24 %u WORD28 %u UPLOAD %u LENGTH %u PRIVATE %s "
-                "HEADER %s\n",
-                r.uReqId, r.uReqCode, r.uKind, r.uWord16, r.uWord20, r.uWord24, r.uWord28, r.uUploadValue,
-                r.uBodyLen, r.pPrivData ? "upload-record" : "none", r.pheader ? r.pheader : "none");
-  return "URL " + recorded.url + "\n" + words + "\n" + recorded.body;
-}
-
-std::string stored(uint32_t index) {
-  std::string value = "<unset>";
-  pd::settings::read(index, value);
-  return value;
-}
 
 class Gateway : public FrameTest {
  protected:
@@ -51,77 +31,18 @@ class Gateway : public FrameTest {
   int refused(uint32_t code, void *params) { return pd_sendreq(handle_, code, params, nullptr); }
 };
 
-TEST_F(Gateway, EveryServedCodeHandsOverItsUrlAndDocument) {
+// Every served request, refusals and the keys a login and a logout leave, by
+// the calls of a data table against a golden transcript.
+TEST_F(Gateway, RequestsRefusalsAndKeysPlayAsTheTableSays) {
   std::string photo = "/tmp/pd-gateway-photo-" + std::to_string(getpid()) + ".jpg";
   std::ofstream(photo) << "jpeg";
-  for (auto row : data_rows("gateway/requests.rows")) {
-    SCOPED_TRACE(row[1]);
-    std::vector<char *> block;
-    for (size_t i = 3; i < row.size(); ++i)
-      block.push_back(row[i] == "-" ? nullptr : row[i] == "$photo" ? photo.data() : row[i].data());
-    void *params = row[2] == "block" ? static_cast<void *>(block.data())
-                   : row[2] == "text" ? block[0]
-                                      : nullptr;
-    sns_double::Recorded recorded = send(std::stoul(row[0]), params);
-    EXPECT_TRUE(matches_golden("gateway/" + row[1] + ".request", describe(recorded)));
-    EXPECT_EQ(recorded.request->pInstance, handle_);
-    EXPECT_EQ(recorded.request->hTransport, inst()->hTransport);
-    // A login takes a new session key, so later requests need one again.
-    sns_gconf_set_string(PD_SETTING_SESSION_KEY, "sk-5f1c");
-  }
+  EXPECT_TRUE(matches_golden("gateway/requests.transcript",
+                             play_calls("gateway/calls.rows", handle_, false, photo)));
   // The upload waits for its location; a failed exchange ends it.
   sns_double::respond(4, 503, nullptr);
   ASSERT_EQ(notifications().size(), 1u);
   EXPECT_EQ(notifications()[0].uHttpStatus, 503u);
   std::remove(photo.c_str());
-}
-
-TEST_F(Gateway, LoginAndLogoutForgetTheStoredKeys) {
-  sns_gconf_set_string(PD_SETTING_PERSIST_KEY, "pk-old");
-  char *login[] = {const_cast<char *>("alice"), const_cast<char *>("s3cret")};
-  send(0, login);
-  EXPECT_EQ(stored(PD_SETTING_SESSION_KEY) + "|" + stored(PD_SETTING_PERSIST_KEY), "|");
-  sns_gconf_set_string(PD_SETTING_SESSION_KEY, "sk-new");
-  sns_gconf_set_string(PD_SETTING_PERSIST_KEY, "pk-new");
-  EXPECT_NE(send(28, nullptr).body.find("SessionKey=\"sk-new\""), std::string::npos);
-  EXPECT_EQ(stored(PD_SETTING_SESSION_KEY) + "|" + stored(PD_SETTING_PERSIST_KEY), "|");
-  EXPECT_EQ(refused(29, nullptr), 3);  // with the key gone, nothing more goes out
-
-  // A login without a password falls back to the stored credentials, also
-  // without a block at all.
-  sns_gconf_set_string(PD_SETTING_USER_NAME, "bea");
-  sns_gconf_set_string(PD_SETTING_PASSWORD, "pw-bea");
-  char *empty_password[] = {const_cast<char *>("alice"), const_cast<char *>("")};
-  EXPECT_TRUE(matches_golden("gateway/00-login-stored.request", describe(send(0, empty_password))));
-  send(0, nullptr);
-  // Without a stored password nothing is composed and the keys stay.
-  sns_gconf_set_string(PD_SETTING_PASSWORD, "");
-  sns_gconf_set_string(PD_SETTING_SESSION_KEY, "sk-kept");
-  EXPECT_EQ(refused(0, empty_password), 3);
-  EXPECT_EQ(sns_double::request_count(), 4u);
-  EXPECT_EQ(stored(PD_SETTING_SESSION_KEY), "sk-kept");
-}
-
-// Refusals take no id: the dispatcher says 5, pd_sendreq 3.
-TEST_F(Gateway, MissingParametersOrSessionKeyGetTheirDocumentedResult) {
-  char *nulls[7] = {};
-  // A commented item without an id, a message without a receiver, an upload
-  // without a file.
-  for (uint32_t code : {8u, 13u}) EXPECT_EQ(refused(code, nullptr), 3) << code;
-  for (uint32_t code : {9u, 11u, 12u, 34u}) {
-    EXPECT_EQ(refused(code, nulls), 3) << code;
-    EXPECT_EQ(refused(code, nullptr), 3) << code;
-  }
-  sns_gconf_set_string(PD_SETTING_SESSION_KEY, "");
-  for (uint32_t code : {4, 5, 8, 11, 12, 13, 17, 18, 28, 29, 30, 32, 34}) {
-    EXPECT_EQ(pd_send_pluggin_request(handle_, code, nulls, nullptr), 5) << code;
-    EXPECT_EQ(refused(code, nulls), 3) << code;
-  }
-  EXPECT_EQ(sns_double::request_count(), 0u);
-  EXPECT_EQ(pd_util_reqid(), 1u);
-  // Sent: the document leaves the missing parts out.
-  sns_gconf_set_string(PD_SETTING_SESSION_KEY, "sk-5f1c");
-  for (uint32_t code : {5u, 18u, 30u, 32u}) send(code, nullptr);
 }
 
 TEST_F(Gateway, TextsOfAnyLengthComposeWhole) {

@@ -5,9 +5,7 @@
 
 #include "frame/frame_fixture.h"
 #include "parser/pd_parser.h"
-#include "pd-plugin/pd_settings.h"
 #include "record_dump.h"
-#include "settings.h"
 #include "support/golden.h"
 #include "support/release_records.h"
 
@@ -18,24 +16,11 @@ class ParsedReplies : public FrameTest {
  protected:
   // Plays the transport's answer to a request of `code` with a reply file.
   void answer(uint32_t code, const std::string &reply_file) {
-    std::string body = read_data("replies/" + reply_file);
-    sns_nt_response response{};
-    response.uReqId = 7;
-    response.uReqCode = code;
-    response.uHttpStatus = 200;
-    response.pBody = body.data();
-    response.uBodyLen = static_cast<uint32_t>(body.size());
-    response.pInstance = handle_;
-    sns_double::deliver(inst()->hTransport, &response);
+    reply(code, 200, read_data("replies/" + reply_file).c_str());
   }
   intptr_t last_result() const {
     std::vector<pd_notification> got = notifications();
     return got.empty() ? 0 : got.back().iResult;
-  }
-  static std::string setting(uint32_t index) {
-    std::string value = "<unset>";
-    pd::settings::read(index, value);
-    return value;
   }
 };
 
@@ -52,13 +37,13 @@ TEST_F(ParsedReplies, ALoginStoresTheKeysItCarriesAndHandsTheRecordOn) {
     ASSERT_EQ(sns_gconf_set_string(PD_SETTING_SESSION_KEY, "old-session"), 1);
     ASSERT_EQ(sns_gconf_set_string(PD_SETTING_PERSIST_KEY, "old-persist"), 1);
     answer(PD_REQ_LOGIN, "login/" + std::string(row.reply) + ".xml");
-    EXPECT_EQ(setting(PD_SETTING_SESSION_KEY), row.session);
-    EXPECT_EQ(setting(PD_SETTING_PERSIST_KEY), row.persist);
+    EXPECT_EQ(read_setting(PD_SETTING_SESSION_KEY), std::string("1:") + row.session);
+    EXPECT_EQ(read_setting(PD_SETTING_PERSIST_KEY), std::string("1:") + row.persist);
     EXPECT_EQ(dump_login(last_result()), read_data("replies/login/" + std::string(row.reply) + ".dump"));
     release_result(PD_PARSER_LOGIN, last_result());
   }
   // The login people id stays in the record only.
-  EXPECT_EQ(setting(PD_SETTING_LOGIN_PEOPLE_ID), "<unset>");
+  EXPECT_EQ(read_setting(PD_SETTING_LOGIN_PEOPLE_ID), "0:<unset>");
 }
 
 // Without an engine callback the record is released, not lost (the
@@ -73,7 +58,7 @@ TEST_F(ParsedReplies, WithoutAnEngineTheRecordIsReleased) {
   answer(PD_REQ_PEOPLE_SEARCH, "people_search/two_people.xml");
   answer(PD_REQ_MESSAGE_FOLDER, "message_folder/two_threads.xml");
   EXPECT_TRUE(notifications().empty());
-  EXPECT_EQ(setting(PD_SETTING_SESSION_KEY), "sk-7Q2fA9x1");
+  EXPECT_EQ(read_setting(PD_SETTING_SESSION_KEY), "1:sk-7Q2fA9x1");
 }
 
 TEST_F(ParsedReplies, EachServedBranchDeliversItsFamilysRecord) {
