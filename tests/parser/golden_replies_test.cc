@@ -90,6 +90,13 @@ TEST_P(GoldenReplies, ParseIntoTheirDumps) {
   const Family &family = GetParam();
   std::vector<std::string> cases = cases_of(family.dir);
   ASSERT_GE(cases.size(), 2u) << family.dir;
+  // A reply of ever new element names first: the parser context it leaves
+  // behind is replaced, and the replies after it read as they should.
+  if (family.index >= 0) {
+    std::string names = "<Response>";
+    for (int i = 0; i < 5000; ++i) names += "<n" + std::to_string(i) + "/>";
+    release_result(static_cast<uint32_t>(family.index), __xml_parser(family.index, (names + "</Response>").c_str()));
+  }
   // With the log written and with it silenced (which skips work done only
   // for the log), the records are the same.
   for (pd::log::Level level : {pd::log::Level::all, pd::log::Level::none}) {
