@@ -53,17 +53,6 @@ TEST_F(EndToEnd, EachFaultOfTheControlPortEndsInOneNotification) {
   }
 }
 
-TEST_F(EndToEnd, AStaleSessionKeyIsAnErrorForEveryKindOfReply) {
-  start();
-  ASSERT_EQ(sns_gconf_set_string(PD_SETTING_SESSION_KEY, "0123456789abcdef0123456789abcdef"), 1);
-  for (uint32_t code : {PD_REQ_FRIENDS, PD_REQ_ALBUM_LIST, PD_REQ_ACTIVITY_FEED}) {
-    pd_notification stale = exchange(code, static_cast<void *>(nullptr));
-    EXPECT_EQ(std::make_pair(stale.uHttpStatus, stale.iResult), std::make_pair(200u, intptr_t{-202})) << code;
-  }
-  std::vector<const char *> message = {"1003", "palisade", nullptr, nullptr, "Hi", "Hello", "new"};
-  EXPECT_EQ(exchange(PD_REQ_SEND_MESSAGE, message).iResult, -202);
-}
-
 class PhotoUpload : public EndToEnd {
  protected:
   // Uploads the file written as `name` to Ann's album "al4".

@@ -116,13 +116,6 @@ TEST_F(PdctlTest, OutputsOfEveryCommand) {
   }
 }
 
-// Without USER and PASSWORD the plug-in takes the ones stored in GConf.
-TEST_F(PdctlTest, LoginWithStoredCredentials) {
-  for (const char *setting : {"/Apps/Sns/UserName ann@palisade.example", "/Apps/Sns/Password harbour-lights"})
-    ASSERT_EQ(std::system(("gconftool-2 --type string --set " + std::string(setting)).c_str()), 0);
-  EXPECT_EQ(read({"login"})["people_id"], "1001");
-}
-
 // Only the first page is fetched; a table says when the gateway holds more.
 TEST_F(PdctlTest, MorePagesAreMentioned) {
   login();
