@@ -41,9 +41,11 @@ void set_spread(benchmark::State &state, const char *name, std::vector<double> v
 void BM_NewClientWhileOthersAreHeld(benchmark::State &state) {
   pd_test::raise_descriptor_limit();
   GatewaySim quiet, busy;
-  std::string error;
-  if (!quiet.start({}, &error, false) || !busy.start({}, &error, false)) {
-    state.SkipWithError(error.c_str());
+  try {
+    quiet.start({}, false);
+    busy.start({}, false);
+  } catch (const std::runtime_error &error) {
+    state.SkipWithError(error.what());
     return;
   }
   std::vector<int> held;

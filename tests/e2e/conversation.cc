@@ -88,16 +88,14 @@ std::string describe(const pd_notification &notification, const Masks &masks) {
 }
 
 std::string describe(const RecordedRequest &request, const Masks &masks) {
-  std::string path = request.path;
+  std::string path = request.path();
   if (path.rfind("/upload/", 0) == 0) path = "/upload/<resource>";
-  std::string text = request.method + " " + path + " " + request.scheme + "\n";
-  bool xml = false;
-  for (const auto &[name, value] : request.headers) {
-    text += name + ": " + value + "\n";
-    if (name == "Content-Type") xml = value == "text/xml";
-  }
-  text += "Body-Length: " + std::to_string(request.body.size()) + "\n";
-  if (xml) text += "\n" + request.body;
+  std::string text = request.method() + " " + path + " " + request.scheme + "\n";
+  for (const char *name : {"Host", "Content-Type", "Content-Range", "Expect", "Transfer-Encoding"})
+    if (const std::string *value = request.request.header(name)) text += name + (": " + *value) + "\n";
+  const std::string *type = request.request.header("Content-Type");
+  text += "Body-Length: " + std::to_string(request.request.body.size()) + "\n";
+  if (type && *type == "text/xml") text += "\n" + request.request.body;
   return masks.apply(text);
 }
 

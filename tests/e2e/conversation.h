@@ -37,7 +37,8 @@ std::string stored_setting(uint32_t index);
 // gateway error number).
 std::string describe(const pd_notification &notification, const Masks &masks);
 
-// Method, path, scheme, the headers gateway-sim keeps, the body length and,
+// Method, path, scheme, the headers that matter to the gateway (Host,
+// Content-Type, Content-Range, Expect, Transfer-Encoding), the body length and,
 // for XML, the body. An upload resource shows as "/upload/<resource>".
 std::string describe(const RecordedRequest &request, const Masks &masks);
 

@@ -66,7 +66,7 @@ class Conversation : public EndToEnd {
     std::vector<const char *> words;
     for (const std::string &word : s.words) words.push_back(word == "(null)" ? nullptr : word.c_str());
     if (s.kind == "words") return exchange(s.code, words);
-    return s.kind == "text" ? exchange(s.code, words.at(0)) : exchange(s.code, static_cast<void *>(nullptr));
+    return exchange(s.code, s.kind == "text" ? static_cast<void *>(const_cast<char *>(words.at(0))) : nullptr);
   }
 
   void tour_against_golden_files();

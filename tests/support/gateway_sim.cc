@@ -15,9 +15,9 @@
 #include <fstream>
 #include <map>
 #include <sstream>
+#include <stdexcept>
 #include <thread>
 
-#include "trace.h"
 
 namespace pd_test {
 namespace {
@@ -44,6 +44,37 @@ int wait_for(pid_t pid, double seconds) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   return -1;
+}
+
+std::string transcript_entry(const std::string &program, const std::vector<std::string> &args,
+                             const Outcome &outcome) {
+  std::string text = "$";
+  bool named = false;
+  for (const std::string &arg : args) {
+    if (!named && (arg.find('=') == std::string::npos || arg[0] == '-')) text += " " + program, named = true;
+    text += " " + (arg.empty() || arg.find(' ') != std::string::npos ? "'" + arg + "'" : arg);
+  }
+  if (!named) text += " " + program;
+  return text + "\nexit " + std::to_string(outcome.status) + "\n" + outcome.out + outcome.err + "\n";
+}
+
+std::vector<std::vector<std::string>> transcript_commands(const std::string &text, const std::string &program) {
+  std::vector<std::vector<std::string>> commands;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.rfind("$ ", 0) != 0) continue;
+    std::vector<std::string> args;
+    for (size_t at = 2; at < line.size(); ++at) {
+      bool quoted = line[at] == '\'';
+      size_t end = quoted ? line.find("' ", at + 1) : line.find(' ', at);
+      if (end == std::string::npos) end = line.size() - quoted;
+      std::string arg = line.substr(at + quoted, end - at - quoted);
+      if (arg != program || quoted) args.push_back(arg);
+      at = end + quoted;
+    }
+    commands.push_back(args);
+  }
+  return commands;
 }
 
 }  // namespace
@@ -116,37 +147,6 @@ Outcome run_program(std::vector<std::string> argv, const std::vector<std::string
   return run;
 }
 
-std::string transcript_entry(const std::string &program, const std::vector<std::string> &args,
-                             const Outcome &outcome) {
-  std::string text = "$";
-  bool named = false;
-  for (const std::string &arg : args) {
-    if (!named && (arg.find('=') == std::string::npos || arg[0] == '-')) text += " " + program, named = true;
-    text += " " + (arg.empty() || arg.find(' ') != std::string::npos ? "'" + arg + "'" : arg);
-  }
-  if (!named) text += " " + program;
-  return text + "\nexit " + std::to_string(outcome.status) + "\n" + outcome.out + outcome.err + "\n";
-}
-
-std::vector<std::vector<std::string>> transcript_commands(const std::string &text, const std::string &program) {
-  std::vector<std::vector<std::string>> commands;
-  std::istringstream lines(text);
-  for (std::string line; std::getline(lines, line);) {
-    if (line.rfind("$ ", 0) != 0) continue;
-    std::vector<std::string> args;
-    for (size_t at = 2; at < line.size(); ++at) {
-      bool quoted = line[at] == '\'';
-      size_t end = quoted ? line.find("' ", at + 1) : line.find(' ', at);
-      if (end == std::string::npos) end = line.size() - quoted;
-      std::string arg = line.substr(at + quoted, end - at - quoted);
-      if (arg != program || quoted) args.push_back(arg);
-      at = end + quoted;
-    }
-    commands.push_back(args);
-  }
-  return commands;
-}
-
 std::string run_transcript(const std::string &program, const std::string &text,
                            const std::vector<std::string> &before, const std::vector<std::string> &env,
                            const std::vector<std::pair<std::string, std::string>> &shown, bool merged) {
@@ -174,17 +174,9 @@ std::string run_transcript(const std::string &program, const std::string &text,
   return said.empty() ? "(no commands)\n" : said;
 }
 
-const std::string *RecordedRequest::header(std::string_view name) const {
-  for (const auto &[key, value] : headers)
-    if (key == name) return &value;
-  return nullptr;
-}
-
-bool GatewaySim::start(const std::vector<std::string> &switches, std::string *error, bool record) {
-  std::string ignored;
-  if (error == nullptr) error = &ignored;
+void GatewaySim::start(const std::vector<std::string> &switches, bool record) {
   char pattern[] = "/tmp/gateway-sim.XXXXXX";
-  if (mkdtemp(pattern) == nullptr) return *error = "no temporary folder", false;
+  if (mkdtemp(pattern) == nullptr) throw std::runtime_error("no temporary folder");
   dir_ = pattern;
   std::string certs = PD_GATEWAY_SIM_CERTS;
   std::vector<std::string> args = {PD_GATEWAY_SIM,  "--http-port", "0", "--https-port", "0",
@@ -198,7 +190,7 @@ bool GatewaySim::start(const std::vector<std::string> &switches, std::string *er
   argv.push_back(nullptr);
   pid_t parent = getpid();
   pid_ = fork();
-  if (pid_ < 0) return *error = "cannot fork", false;
+  if (pid_ < 0) throw std::runtime_error("cannot fork");
   if (pid_ == 0) {
     // A test that crashes must not leave the simulator running (and holding
     // the test's output open).
@@ -216,17 +208,17 @@ bool GatewaySim::start(const std::vector<std::string> &switches, std::string *er
       http_port_ = port_in(ports, "http_port");
       https_port_ = port_in(ports, "https_port");
       control_port_ = port_in(ports, "control_port");
-      if (http_port_ > 0 && https_port_ > 0 && control_port_ > 0) return true;
-      return *error = "ready file without ports: " + ports, false;
+      if (http_port_ > 0 && https_port_ > 0 && control_port_ > 0) return;
+      throw std::runtime_error("ready file without ports: " + ports);
     }
     int status = 0;
     if (waitpid(pid_, &status, WNOHANG) == pid_) {
       pid_ = -1;
-      return *error = "gateway-sim ended before it was ready", false;
+      throw std::runtime_error("gateway-sim ended before it was ready");
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
-  return *error = "gateway-sim did not get ready", false;
+  throw std::runtime_error("gateway-sim did not get ready");
 }
 
 int GatewaySim::stop() {
@@ -270,19 +262,13 @@ std::string GatewaySim::gateway_url(std::string_view path) {
          (secure ? ":443" : ":80") + std::string(path);
 }
 
-bool GatewaySim::requests(std::vector<RecordedRequest> *requests, std::string *error) const {
-  if (dir_.empty()) return *error = "gateway-sim is not running", false;
-  std::vector<gateway_sim::TraceExchange> exchanges;
-  if (std::filesystem::exists(trace_dir()) && !gateway_sim::read_trace(trace_dir(), &exchanges, error))
-    return false;
-  for (gateway_sim::TraceExchange &exchange : exchanges) {
-    RecordedRequest request{exchange.method(), exchange.path(), exchange.scheme, exchange.peer, {},
-                            std::move(exchange.request.body)};
-    for (const char *name : {"Host", "Content-Type", "Content-Range", "Expect", "Transfer-Encoding"})
-      if (const std::string *value = exchange.request.header(name)) request.headers.emplace_back(name, *value);
-    requests->push_back(std::move(request));
-  }
-  return true;
+std::vector<RecordedRequest> GatewaySim::requests() const {
+  std::vector<RecordedRequest> requests;
+  std::string error;
+  if (dir_.empty()) throw std::runtime_error("gateway-sim is not running");
+  if (std::filesystem::exists(trace_dir()) && !gateway_sim::read_trace(trace_dir(), &requests, &error))
+    throw std::runtime_error(error);
+  return requests;
 }
 
 long http_request(const std::string &method, const std::string &url, const std::string &body,

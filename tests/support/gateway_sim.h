@@ -13,16 +13,13 @@
 #include <utility>
 #include <vector>
 
+#include "trace.h"
+
 namespace pd_test {
 
-// One request as gateway-sim recorded it, with the headers that matter to
-// the gateway (Host, Content-Type, Content-Range, Expect, Transfer-Encoding).
-struct RecordedRequest {
-  std::string method, path, scheme, peer;
-  std::vector<std::pair<std::string, std::string>> headers;
-  std::string body;
-  const std::string *header(std::string_view name) const;  // null when not carried
-};
+// One exchange as gateway-sim recorded it: the request with all its
+// headers, the peer, the scheme.
+using RecordedRequest = gateway_sim::TraceExchange;
 
 // How a program run by a test ended (-1: killed, still running after its
 // time) and what it wrote; standard error goes to `out` too when merged.
@@ -36,17 +33,13 @@ struct Outcome {
 Outcome run_program(std::vector<std::string> argv, const std::vector<std::string> &env = {},
                     const std::string &input = {}, bool merged = false, double seconds = 60);
 
-// A transcript of commands, as a golden file shows them: each as
-// "$ [NAME=value ...] PROGRAM ARGS" (an argument that is empty or holds a
-// space in single quotes), its exit status and what it wrote; and the
-// commands of such a text, each with its leading NAME=value words.
-std::string transcript_entry(const std::string &program, const std::vector<std::string> &args,
-                             const Outcome &outcome);
-std::vector<std::vector<std::string>> transcript_commands(const std::string &text, const std::string &program);
-// Runs the commands of a transcript text with `program` (a path), each
-// after `before` and with `env` and its own NAME=value words added to the
-// environment; each value of `shown` is typed where its placeholder stands
-// and shown as the placeholder in what was said. The new transcript.
+// Runs the commands of a transcript text (a golden file's: each command as
+// "$ [NAME=value ...] PROGRAM ARGS", an argument that is empty or holds a
+// space in single quotes, then its exit status and what it wrote) with
+// `program` (a path), each after `before` and with `env` and its own
+// NAME=value words added to the environment; each value of `shown` is typed
+// where its placeholder stands and shown as the placeholder in what was
+// said. The new transcript.
 std::string run_transcript(const std::string &program, const std::string &text,
                            const std::vector<std::string> &before, const std::vector<std::string> &env,
                            const std::vector<std::pair<std::string, std::string>> &shown, bool merged);
@@ -70,8 +63,9 @@ class GatewaySim {
   GatewaySim &operator=(const GatewaySim &) = delete;
 
   // Starts gateway-sim with the seed that ships with it and extra switches
-  // (faults, --cdata, ...). Returns false and says why when it did not come up.
-  bool start(const std::vector<std::string> &switches = {}, std::string *error = nullptr, bool record = true);
+  // (faults, --cdata, ...); throws std::runtime_error saying why when it did
+  // not come up.
+  void start(const std::vector<std::string> &switches = {}, bool record = true);
   // Stops it; its exit status (0 for a clean stop, or when none ran).
   int stop();
 
@@ -97,8 +91,9 @@ class GatewaySim {
   // The body of a plain GET on the simulator's HTTP port (uploaded
   // pictures), or nothing when no 200 answer came.
   std::optional<std::string> fetch(const std::string &path) const;
-  // Every request recorded so far; false when the trace cannot be read.
-  bool requests(std::vector<RecordedRequest> *requests, std::string *error) const;
+  // Every request recorded so far; throws std::runtime_error when the trace
+  // cannot be read.
+  std::vector<RecordedRequest> requests() const;
 
   // One request to the control port: its HTTP status (0: no answer) and text.
   int control(const std::string &method, const std::string &path, const std::string &body = "",

@@ -35,9 +35,6 @@ class PluginEngine {
 
   // pd_sendreq's result.
   int send(uint32_t code, void *params);
-  int send(uint32_t code, const char *text) {
-    return send(code, static_cast<void *>(const_cast<char *>(text)));
-  }
   int send(uint32_t code, std::vector<const char *> words);
 
   // Waits until at least `count` notifications have arrived in all; false

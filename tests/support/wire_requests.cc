@@ -1,6 +1,5 @@
 #include "support/wire_requests.h"
 
-#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
@@ -96,41 +95,6 @@ std::vector<Delivered> Responses::all() {
 void Responses::clear() {
   std::lock_guard<std::mutex> lock(mutex_);
   delivered_.clear();
-}
-
-ChunkedUpload::ChunkedUpload(sns_nt_handle handle, std::string url, std::string file)
-    : handle_(handle), url_(std::move(url)), file_(std::move(file)) {
-  upload_.iFileSize = static_cast<int32_t>(file_.size());
-}
-
-void ChunkedUpload::start(uint32_t first_id) {
-  next_id_ = first_id;
-  send_next();
-}
-
-void ChunkedUpload::send_next() {
-  // As the plug-in does: the record is advanced past the chunk before the
-  // chunk is handed to the transport.
-  size_t length = std::min<size_t>(file_.size() - upload_.uOffset, PD_UPLOAD_CHUNK_SIZE);
-  std::string chunk = file_.substr(upload_.uOffset, length);
-  bool first = upload_.uOffset == 0;
-  upload_.uOffset += static_cast<uint32_t>(length);
-  bool last = upload_.uOffset == file_.size();
-  upload_.uState = last ? PD_UPLOAD_LAST_CHUNK : first ? PD_UPLOAD_FIRST_CHUNK : PD_UPLOAD_MORE_CHUNKS;
-  ++chunks_;
-  sns_nt_sendreq(handle_, chunk_request(handle_, next_id_++, url_, chunk, first, &upload_));
-}
-
-bool ChunkedUpload::on_response(const sns_nt_response &response) {
-  if (response.pPrivData != &upload_) return false;
-  if (response.uHttpStatus == 200 && upload_.uState != PD_UPLOAD_LAST_CHUNK) {
-    send_next();
-    return true;
-  }
-  last_status_ = response.uHttpStatus;
-  last_body_ = response.pBody != nullptr ? std::string(response.pBody, response.uBodyLen) : "";
-  finished_ = true;
-  return true;
 }
 
 }  // namespace pd_test

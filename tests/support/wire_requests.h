@@ -1,11 +1,9 @@
 // The transport's side of a test or benchmark: request records built the
-// way the plug-in builds them, a response callback that keeps what every
-// callback delivered, and the chunked photo upload driven from that
-// callback as the plug-in drives it.
+// way the plug-in builds them, and a response callback that keeps what
+// every callback delivered.
 #ifndef PD_TESTS_SUPPORT_WIRE_REQUESTS_H
 #define PD_TESTS_SUPPORT_WIRE_REQUESTS_H
 
-#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
@@ -60,36 +58,6 @@ class Responses {
   std::condition_variable changed_;
   std::vector<Delivered> delivered_;
   std::function<void(const sns_nt_response &)> hook_;
-};
-
-// The photo upload after the location has arrived: sends the file in
-// chunks of PD_UPLOAD_CHUNK_SIZE, each from the callback of the one before,
-// with the upload data record advanced before each chunk is sent.
-class ChunkedUpload {
- public:
-  ChunkedUpload(sns_nt_handle handle, std::string url, std::string file);
-  // Sends the first chunk, with request id `first_id`.
-  void start(uint32_t first_id);
-  // Feed every response; sends the next chunk after an accepted one.
-  // Returns true when the response belonged to this upload.
-  bool on_response(const sns_nt_response &response);
-  bool finished() const { return finished_.load(); }
-  // The status and body of the last answer.
-  uint32_t last_status() const { return last_status_; }
-  const std::string &last_body() const { return last_body_; }
-  size_t chunks_sent() const { return chunks_; }
-
- private:
-  void send_next();
-
-  sns_nt_handle handle_;
-  std::string url_, file_;
-  pd_upload_data upload_{};
-  uint32_t next_id_ = 0;
-  size_t chunks_ = 0;
-  std::atomic<bool> finished_{false};
-  uint32_t last_status_ = 0;
-  std::string last_body_;
 };
 
 }  // namespace pd_test

@@ -174,15 +174,9 @@ TEST(GatewaySim, WrapsAnyTextInCdataSafely) {
 }
 
 TEST(GatewaySim, RefusesSeedsThatDoNotHoldTogether) {
-  const char *bad_seeds[] = {
-      R"({"server": "s", "people": [{"ID": "1", "login": {"user": "u", "password": "p"}, "Nick": "x"}]})",
-      R"({"server": "s", "people": [{"ID": "1", "login": {"user": "u", "password": "p"}, "friends": [{"ID": "2"}]}]})",
-      R"({"server": "s", "activities": [{"ID": "a", "Owner": "9", "Type": "t", "ActTime": "1"}]})",
-      R"({"server": "s", "people": [{"ID": "1", "login": {"user": "u", "password": 5}}]})",
-      R"({"server": "s", "albums": [{"ID": "x", "Owner": "1", "Name": "n"}], "people": [{"ID": "x", "login": {"user": "u", "password": "p"}}]})",
-      R"({"server": "s",)",
-  };
-  for (const char *seed : bad_seeds) EXPECT_THROW(Network::from_seed(seed), std::runtime_error) << seed;
+  std::istringstream seeds(pd_test::read_data("gateway-sim/bad-seeds.txt"));  // one a line
+  for (std::string seed; std::getline(seeds, seed);)
+    EXPECT_THROW(Network::from_seed(seed), std::runtime_error) << seed;
   EXPECT_NO_THROW(Network::from_seed(seed_text()));
 }
 

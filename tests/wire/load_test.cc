@@ -42,8 +42,7 @@ class Load : public ::testing::Test {
  protected:
   void SetUp() override {
     raise_descriptor_limit();
-    std::string error;
-    ASSERT_TRUE(sim_.start(switches(), &error, false)) << error;
+    sim_.start(switches(), false);
   }
   virtual std::vector<std::string> switches() { return {}; }
 
