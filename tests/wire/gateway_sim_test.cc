@@ -140,19 +140,17 @@ TEST(GatewaySimReplay, IgnoresNamedFieldsAndReportsWhatMatchesNothing) {
 // serves offline; a gateway that does not answer is told as 502.
 TEST(GatewaySimForward, CapturesAGatewaysConversationForReplay) {
   GatewaySim gateway, front, offline;
-  std::string error;
-  ASSERT_TRUE(gateway.start({}, &error, false)) << error;
+  gateway.start({}, false);
   auto url = [](const GatewaySim &sim) {
     return "http://127.0.0.1:" + std::to_string(sim.http_port()) + "/palisade/friend/grouping";
   };
-  ASSERT_TRUE(front.start({"--forward", "http://127.0.0.1:" + std::to_string(gateway.http_port())}, &error))
-      << error;
+  front.start({"--forward", "http://127.0.0.1:" + std::to_string(gateway.http_port())});
   std::string request = "<Request Method=\"retrieve\" SessionKey=\"k\" >\n<People ID=\"owner\" />\n</Request>\n";
   std::string direct, forwarded, replayed, unanswered;
   long status = pd_test::http_request("POST", url(gateway), request, &direct);
   EXPECT_EQ(pd_test::http_request("POST", url(front), request, &forwarded), status);
   EXPECT_EQ(forwarded, direct);
-  ASSERT_TRUE(offline.start({"--replay", front.trace_dir()}, &error, false)) << error;
+  offline.start({"--replay", front.trace_dir()}, false);
   EXPECT_EQ(pd_test::http_request("POST", url(offline), request, &replayed), status);
   EXPECT_EQ(replayed, direct);
   EXPECT_EQ(offline.stop(), 0);
