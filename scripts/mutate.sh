@@ -3,7 +3,7 @@
 # scripts/mutations.txt to src/ in turn, rebuilds incrementally and runs the
 # tests of the mutated subsystem; a mutant is killed when a test fails. It
 # measures how many planted faults the tests catch. Not a CI stage: it takes
-# about half an hour on two cores.
+# about five minutes on two quiet cores.
 #
 #   scripts/mutate.sh [LIST]        default scripts/mutations.txt
 #
