@@ -94,19 +94,20 @@ for word in male female palisade velora vesper reply forward new full header inb
 done
 
 # Gateway pieces: the category and scheme the dispatcher uses for each
-# served request, then the document's method and the URL's path.
-for file in $data/gateway/*.request; do
-  name=$(basename "$file" .request)
-  code=$((10#${name%%-*}))
+# served request, then the document's method and the URL's path, taken from
+# each request the gateway tests' transcript shows (code, URL, method).
+awk '/^> send\|/ { split($0, f, "|"); code = f[2]; url = ""; next }
+     /^URL / && code != "" { url = $2; next }
+     /Method="/ && url != "" { match($0, /Method="[^"]*"/); print code, url, substr($0, RSTART + 8, RLENGTH - 9);
+                               code = ""; url = "" }' "$data/gateway/requests.transcript" |
+while read -r code url method; do
   case $code in
     0 | 28) category=1 ;; 4) category=9 ;; 5) category=4 ;; 8 | 11 | 12 | 13) category=14 ;;
     9) category=11 ;; 17 | 18) category=12 ;; 29) category=6 ;; 30) category=39 ;;
     32) category=21 ;; 34) category=20 ;; *) continue ;;
   esac
-  url=$(sed -n 's/^URL //p' "$file")
   secure=0
   case $url in https://*) secure=1 ;; esac
-  method=$(grep -o 'Method="[^"]*"' "$file" | head -1 | sed 's/Method="\(.*\)"/\1/')
   { byte "$category"; byte "$secure"; printf '%s' "$method"; byte 0; printf '%s' "/${url#*://*/}"
-  } >"$out/fuzz_gateway/$name"
+  } >"$out/fuzz_gateway/$code-$method"
 done
