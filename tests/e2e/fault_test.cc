@@ -44,7 +44,7 @@ TEST_F(EndToEnd, EachFaultOfTheControlPortEndsInOneNotification) {
     if (result == "list")
       EXPECT_TRUE(matches_golden("e2e/tour/02-friends.dump", describe(friends, masks_)));
     else
-      EXPECT_EQ(std::make_pair(friends.uHttpStatus, friends.iResult), std::make_pair(status, intptr_t{std::stoll(result)}));
+      EXPECT_EQ(std::make_pair(friends.uHttpStatus, friends.iResult), std::make_pair(status, static_cast<intptr_t>(std::stoll(result))));
     pd_notification albums = exchange(PD_REQ_ALBUM_LIST, static_cast<void *>(nullptr));
     EXPECT_TRUE(matches_golden("e2e/tour/13-album-list.dump", describe(albums, masks_)));
     ASSERT_TRUE(sim_.clear_faults());
