@@ -211,7 +211,8 @@ std::string dump_elements(const std::string &file, int sets) {
     };
     void *record = ops->init();
     for (int i = 0; i < sets; ++i) ops->set(record, n);
-    dump += "== " + std::string(ops->type) + "\n" + fields(record) + log.text(Channel::out);
+    std::string read = fields(record);  // before the trace, which then holds the delete
+    dump += "== " + std::string(ops->type) + "\n" + read + log.text(Channel::out);
     log.clear();
     ops->set(nullptr, n);
     ops->remove(nullptr);
