@@ -3,16 +3,10 @@
 #include <curl/curl.h>
 
 #include <algorithm>
-#include <cctype>
 #include <memory>
 
 namespace gateway_sim {
 namespace {
-
-std::string lower(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
-  return text;
-}
 
 // Headers that belong to one hop and are set again by libcurl for the next:
 // the gateway must see its own host, length and connection handling, and an
@@ -20,8 +14,7 @@ std::string lower(std::string text) {
 bool hop_header(const std::string &name) {
   static const char *const kHop[] = {"host", "content-length", "connection", "keep-alive",
                                      "transfer-encoding", "expect", "accept-encoding", "te", "upgrade"};
-  const std::string name_lower = lower(name);
-  return std::find(std::begin(kHop), std::end(kHop), name_lower) != std::end(kHop);
+  return std::any_of(std::begin(kHop), std::end(kHop), [&](const char *hop) { return same_header_name(name, hop); });
 }
 
 struct Received {

@@ -426,10 +426,9 @@ Outgoing Exchange::answer_as_received(int status,
   for (const auto &[name, value] : headers) {
     static const char *const kMadeHere[] = {"content-length", "connection", "date", "transfer-encoding",
                                             "keep-alive", "content-type"};
-    std::string lower = name;
-    std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return std::tolower(c); });
-    if (lower == "content-type") out.content_type = value;
-    if (std::find(std::begin(kMadeHere), std::end(kMadeHere), lower) == std::end(kMadeHere))
+    if (same_header_name(name, "content-type")) out.content_type = value;
+    if (std::none_of(std::begin(kMadeHere), std::end(kMadeHere),
+                     [&](const char *made) { return same_header_name(name, made); }))
       reply_headers_.emplace_back(name, value);
   }
   return out;

@@ -23,12 +23,6 @@ const char kBase64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123
 constexpr size_t kBase64Line = 76;  // characters, 57 bytes
 constexpr size_t kBlock = 57 * 1024;  // bytes read at a time from a body file
 
-bool iequals(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-           return std::tolower(static_cast<unsigned char>(x)) == std::tolower(static_cast<unsigned char>(y));
-         });
-}
-
 // Plain text: UTF-8 without NUL, CR or other control characters but tab and
 // newline. Anything else travels in base64.
 bool is_text(std::string_view bytes) {
@@ -287,9 +281,15 @@ std::string slug(const std::string &path) {
 
 }  // namespace
 
+bool same_header_name(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+           return std::tolower(static_cast<unsigned char>(x)) == std::tolower(static_cast<unsigned char>(y));
+         });
+}
+
 const std::string *TraceMessage::header(std::string_view name) const {
   for (const auto &[key, value] : headers)
-    if (iequals(key, name)) return &value;
+    if (same_header_name(key, name)) return &value;
   return nullptr;
 }
 

@@ -54,6 +54,9 @@
 
 namespace gateway_sim {
 
+// Header names compare without regard to case.
+bool same_header_name(std::string_view a, std::string_view b);
+
 struct TraceMessage {
   std::string start;  // "POST /path HTTP/1.1" or "HTTP/1.1 200 OK"
   std::vector<std::pair<std::string, std::string>> headers;
