@@ -22,6 +22,14 @@ TEST(Settings, CallsAndTheirResults) {
   EXPECT_TRUE(matches_golden("frame/settings.transcript", play_calls("frame/settings.rows")));
 }
 
+// With no D-Bus session (nor a display to start one for) GConf cannot reach
+// its daemon: the accessors still answer, and nothing crashes.
+TEST(Settings, WithoutADaemonTheAccessorsStillAnswer) {
+  unsetenv("DBUS_SESSION_BUS_ADDRESS");
+  unsetenv("DISPLAY");
+  EXPECT_TRUE(matches_golden("frame/no-daemon.transcript", play_calls("frame/no-daemon.rows")));
+}
+
 TEST(Settings, ValuesOfAnySizeAreReadWhole) {
   ASSERT_EQ(sns_gconf_init(), 1);
   std::string big(1 << 20, 'k');
