@@ -27,6 +27,7 @@ TEST(Settings, CallsAndTheirResults) {
 TEST(Settings, WithoutADaemonTheAccessorsStillAnswer) {
   unsetenv("DBUS_SESSION_BUS_ADDRESS");
   unsetenv("DISPLAY");
+  pd::log::set_level(pd::log::Level::none);
   EXPECT_TRUE(matches_golden("frame/no-daemon.transcript", play_calls("frame/no-daemon.rows")));
 }
 
