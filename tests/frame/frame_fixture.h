@@ -117,13 +117,9 @@ inline int reply_to(void *handle, uint32_t code, uint32_t status, const char *bo
 inline std::string describe_instance(void *handle) {
   if (handle == nullptr) return "";
   auto *inst = static_cast<pd_inst *>(handle);
-  auto engine = inst->pfnEngineCb;
+  const char *engine = inst->pfnEngineCb == &engine_callback ? "ours" : inst->pfnEngineCb ? "other" : "none";
   return std::string(" '") + inst->szAttribute1 + "' '" + inst->szAttribute2 + "' caller data " +
-         (inst->pCallerData ? "set" : "none") + ", engine callback " +
-         (engine == &engine_callback ? "ours"
-          : engine                   ? "other"
-                                     : "none") +
-         ", transport calls back " +
+         (inst->pCallerData ? "set" : "none") + ", engine callback " + engine + ", transport calls back " +
          (sns_double::callback(inst->hTransport) == &pd_response_cb ? "pd_response_cb" : "elsewhere");
 }
 
