@@ -218,9 +218,7 @@ TEST(SessionEnd, RequestsAreRefusedOnceTheBusIsGone) {
   ASSERT_EQ(pd_init(&handle), 0);
   ASSERT_EQ(sns_gconf_set_string(PD_SETTING_SESSION_KEY, "k-1"), 1);
   EXPECT_EQ(pd_sendreq(handle, PD_REQ_FRIENDS, nullptr, nullptr), 0);
-  std::string key;
-  EXPECT_EQ(pd::settings::read(PD_SETTING_SESSION_KEY, key), 1);
-  EXPECT_EQ(key, "k-1");
+  EXPECT_EQ(read_setting(PD_SETTING_SESSION_KEY), "1:k-1");
   // The bus daemon is not our child: wait until it is gone, and with it
   // every connection it served.
   const pid_t daemon = static_cast<pid_t>(std::atoi(pid));
@@ -229,7 +227,7 @@ TEST(SessionEnd, RequestsAreRefusedOnceTheBusIsGone) {
   ASSERT_NE(kill(daemon, 0), 0);
   for (int i = 0; i < 3; ++i) {
     EXPECT_EQ(pd_sendreq(handle, PD_REQ_FRIENDS, nullptr, nullptr), 3);
-    EXPECT_EQ(pd::settings::read(PD_SETTING_SESSION_KEY, key), 0);
+    EXPECT_EQ(read_setting(PD_SETTING_SESSION_KEY), "0:<unset>");
     EXPECT_EQ(sns_gconf_set_string(PD_SETTING_SESSION_KEY, "k-2"), 1);
   }
   EXPECT_EQ(sns_double::request_count(), 1u);
