@@ -1,12 +1,13 @@
 // The parser frame and the reply trees beyond their golden replies: the
 // walk, bad and hostile replies, every tracing line of the activity tree and
-// its process-wide state, the named and list operations an engine may call on
-// their own, and the printers. Each case runs in a process of its own.
+// its process-wide state, the list and record operations an engine may call
+// on their own, and the printers. Each case runs in a process of its own.
 #include <gtest/gtest.h>
 #include <libxml/parser.h>
 #include <pthread.h>
 
 #include <cstring>
+#include <map>
 #include <string>
 
 #include "parser/parse_support.h"
@@ -22,23 +23,15 @@ namespace {
 
 using pd::log::Channel;
 
-const char *kind(const xmlNode *node) {
-  switch (node->type) {
-    case XML_ELEMENT_NODE: return "element";
-    case XML_TEXT_NODE: return "text";
-    case XML_COMMENT_NODE: return "comment";
-    case XML_PI_NODE: return "processing instruction";
-    case XML_ENTITY_REF_NODE: return "entity reference";
-    default: return "other";
-  }
-}
-
 std::string walk_dump(xmlNode *first) {
+  const std::map<int, std::string> kinds = {{XML_ELEMENT_NODE, "element"}, {XML_TEXT_NODE, "text"},
+                                            {XML_COMMENT_NODE, "comment"}, {XML_PI_NODE, "processing instruction"},
+                                            {XML_ENTITY_REF_NODE, "entity reference"}};
   std::string out;
   pd::parser::walk(first, 0, nullptr, [&](uint32_t depth, const char *parent, xmlNode *node) {
     out += std::string(2 * depth, ' ') + std::to_string(depth) + " " +
            (parent ? parent : "(root)") + " > " + reinterpret_cast<const char *>(node->name) +
-           " (" + kind(node) + ")\n";
+           " (" + kinds.at(node->type) + ")\n";
   });
   return out;
 }

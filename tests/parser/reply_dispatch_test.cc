@@ -61,44 +61,39 @@ TEST_F(ParsedReplies, WithoutAnEngineTheRecordIsReleased) {
   EXPECT_EQ(read_setting(PD_SETTING_SESSION_KEY), "1:sk-7Q2fA9x1");
 }
 
+// A sent message's answer carries no record, unless it is an error: the
+// envelope's dumps are numbers.
 TEST_F(ParsedReplies, EachServedBranchDeliversItsFamilysRecord) {
-  struct Branch {
+  const struct {
     uint32_t code;
     const char *reply;  // under replies/, without .xml
     Dumper dump;
-    uint32_t parser;
-    const char *expected = nullptr;  // the dump, when not the reply's own
+  } branches[] = {
+      {PD_REQ_GET_PHOTO_COMMENTS, "comment_retrieve/two_comments", dump_comment_retrieve},
+      {PD_REQ_GET_ACTIVITY_COMMENTS, "comment_retrieve/two_comments", dump_comment_retrieve},
+      {PD_REQ_COMMENT_PHOTO, "comment_post/three_comments", dump_comment_post},
+      {PD_REQ_COMMENT_ACTIVITY, "comment_post/three_comments", dump_comment_post},
+      {PD_REQ_ALBUM_LIST, "albums/three_albums", dump_albums},
+      {PD_REQ_ALBUM_PHOTOS, "album_photos/photos", dump_album_photos},
+      {PD_REQ_FRIENDS, "friends/three_friends", dump_friends},
+      {PD_REQ_FRIENDS, "friends/error_envelope", dump_friends},
+      {PD_REQ_ACTIVITY_FEED, "activity/full", dump_activity},
+      {PD_REQ_ACTIVITY_FEED, "activity/error_envelope", dump_activity},
+      {PD_REQ_SET_STATUS, "profile_set/bare_response", dump_profile_set},
+      {PD_REQ_SET_STATUS, "profile_set/with_people", dump_profile_set},
+      {PD_REQ_PEOPLE_SEARCH, "people_search/two_people", dump_people_search},
+      {PD_REQ_MESSAGE_FOLDER, "message_folder/two_threads", dump_message_folder},
+      {PD_REQ_SEND_MESSAGE, "envelope/message_answer", dump_number},
+      {PD_REQ_SEND_MESSAGE, "envelope/code_4_sub_1102", dump_number},
   };
-  const Branch branches[] = {
-      {PD_REQ_GET_PHOTO_COMMENTS, "comment_retrieve/two_comments", dump_comment_retrieve, 7},
-      {PD_REQ_GET_ACTIVITY_COMMENTS, "comment_retrieve/two_comments", dump_comment_retrieve, 7},
-      {PD_REQ_COMMENT_PHOTO, "comment_post/three_comments", dump_comment_post, 6},
-      {PD_REQ_COMMENT_ACTIVITY, "comment_post/three_comments", dump_comment_post, 6},
-      {PD_REQ_ALBUM_LIST, "albums/three_albums", dump_albums, 31},
-      {PD_REQ_ALBUM_PHOTOS, "album_photos/photos", dump_album_photos, 32},
-      {PD_REQ_FRIENDS, "friends/three_friends", dump_friends, 8},
-      {PD_REQ_FRIENDS, "friends/error_envelope", dump_friends, 8},
-      {PD_REQ_ACTIVITY_FEED, "activity/full", dump_activity, 5},
-      {PD_REQ_ACTIVITY_FEED, "activity/error_envelope", dump_activity, 5},
-      {PD_REQ_SET_STATUS, "profile_set/bare_response", dump_profile_set, 26},
-      {PD_REQ_SET_STATUS, "profile_set/with_people", dump_profile_set, 26},
-      {PD_REQ_PEOPLE_SEARCH, "people_search/two_people", dump_people_search, 23},
-      {PD_REQ_MESSAGE_FOLDER, "message_folder/two_threads", dump_message_folder, 16},
-      // A sent message's answer carries no record, unless it is an error.
-      {PD_REQ_SEND_MESSAGE, "message_post/two_messages", dump_number, 15, "result: 0\n"},
-      {PD_REQ_SEND_MESSAGE, "envelope/code_4_sub_1102", dump_number, 15},
-  };
-  for (const Branch &branch : branches) {
-    SCOPED_TRACE(branch.reply);
+  for (const auto &[code, reply, dump] : branches) {
+    SCOPED_TRACE(reply);
     size_t before = notifications().size();
-    answer(branch.code, std::string(branch.reply) + ".xml");
+    answer(code, std::string(reply) + ".xml");
     ASSERT_EQ(notifications().size(), before + 1);
-    EXPECT_EQ(notifications().back().uReqCode, branch.code);
-    intptr_t result = last_result();
-    EXPECT_EQ(branch.dump(result), branch.expected != nullptr
-                                       ? branch.expected
-                                       : read_data("replies/" + std::string(branch.reply) + ".dump"));
-    release_result(branch.parser, result);
+    EXPECT_EQ(notifications().back().uReqCode, code);
+    EXPECT_EQ(dump(last_result()), read_data("replies/" + std::string(reply) + ".dump"));
+    release_notification_result(code, last_result());
   }
 }
 
