@@ -232,15 +232,6 @@ TEST(Printers, WriteTheirFieldsOnStandardOutput) {
   release_result(PD_PARSER_LOGIN, result);
 }
 
-TEST(ActivityTrace, AParseAndItsReleaseWriteEveryLineInOrder) {
-  std::string reply = read_data("replies/activity/traced.xml");
-  LogCapture log;
-  intptr_t result = __xml_parser(PD_PARSER_ACTIVITY, reply.c_str());
-  ASSERT_GT(result, 0);
-  xml_activity_get_delete(reinterpret_cast<xml_activity_get *>(result));
-  EXPECT_TRUE(matches_golden("replies/activity/traced.trace", log.text(Channel::out)));
-  EXPECT_EQ(log.text(Channel::out), log.all());
-}
 
 // An item of a kind with content and links, a link and its link photo; the
 // release's lines below show that each hangs where it should.
