@@ -123,9 +123,10 @@ TEST_P(GoldenReplies, ParseIntoTheirDumps) {
       if (family.index >= 0) release_result(static_cast<uint32_t>(family.index), result);
       else if (family.release != nullptr && result > 0) family.release(result);
       // Where a case has a .trace, the parse and the release write exactly
-      // its lines, in order.
+      // its lines, in order, all on standard output.
       if (level == pd::log::Level::all && std::filesystem::exists(data_path(base + ".trace"))) {
         EXPECT_TRUE(matches_golden(base + ".trace", log.text(pd::log::Channel::out)));
+        EXPECT_EQ(log.text(pd::log::Channel::out), log.all());
       }
     }
   }

@@ -59,7 +59,9 @@ const std::vector<std::string> &fields_of(const std::string &type) {
     }
     return fields;
   }();
-  return kFields.at(type);
+  auto found = kFields.find(type);
+  if (found == kFields.end()) throw std::logic_error("records/fields.txt has no row for " + type);
+  return found->second;
 }
 
 // Writes "<indent><name>: <value>" lines.
