@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -140,7 +141,6 @@ INSTANTIATE_TEST_SUITE_P(Families, GoldenReplies, ::testing::ValuesIn(kFamilies)
 using pd::log::Channel;
 
 struct ElementOps {
-  const char *type;
   size_t fields;
   void *(*init)();
   void (*set)(void *record, xmlNode *node);
@@ -154,19 +154,13 @@ struct ElementOps {
   X(attribute_group) X(attribute_network) X(attribute_iminfo) X(attribute_phone_num) X(attribute_favorite) \
   X(people) X(status) X(mood) X(response_base)
 
-#define X(type)                                                                          \
-  {#type, sizeof(xml_element_##type) / sizeof(char *),                                   \
-   []() -> void * { return xml_element_##type##_init(); },                               \
-   [](void *r, xmlNode *n) { xml_element_##type##_set(static_cast<xml_element_##type *>(r), n); }, \
-   [](void *r) { xml_element_##type##_delete(static_cast<xml_element_##type *>(r)); }},
-const ElementOps kTypes[] = {PD_ELEMENT_TYPES(X)};
+#define X(type)                                                                            \
+  {#type,                                                                                  \
+   {sizeof(xml_element_##type) / sizeof(char *), []() -> void * { return xml_element_##type##_init(); }, \
+    [](void *r, xmlNode *n) { xml_element_##type##_set(static_cast<xml_element_##type *>(r), n); }, \
+    [](void *r) { xml_element_##type##_delete(static_cast<xml_element_##type *>(r)); }}},
+const std::map<std::string, ElementOps> kTypes = {PD_ELEMENT_TYPES(X)};
 #undef X
-
-const ElementOps *ops_for(const char *element) {
-  for (const ElementOps &ops : kTypes)
-    if (std::string(ops.type) == element) return &ops;
-  return nullptr;
-}
 
 // Each deletion answer replaces the records of the one before without
 // releasing them: an engine that kept them releases them itself (the
@@ -202,11 +196,12 @@ std::string dump_elements(const std::string &file, int sets) {
   xmlDoc *doc = xmlReadMemory(xml.data(), static_cast<int>(xml.size()), nullptr, nullptr, 0);
   for (xmlNode *n = xmlDocGetRootElement(doc)->children; n; n = n->next) {
     if (n->type != XML_ELEMENT_NODE) continue;
-    const ElementOps *ops = ops_for(reinterpret_cast<const char *>(n->name));
-    if (ops == nullptr) {
-      ADD_FAILURE() << "no record type " << n->name;
+    const std::string type = reinterpret_cast<const char *>(n->name);
+    if (!kTypes.contains(type)) {
+      ADD_FAILURE() << "no record type " << type;
       break;
     }
+    const ElementOps *ops = &kTypes.at(type);
     LogCapture log;
     auto fields = [&](void *record) {
       std::string out;
@@ -218,7 +213,7 @@ std::string dump_elements(const std::string &file, int sets) {
     void *record = ops->init();
     for (int i = 0; i < sets; ++i) ops->set(record, n);
     std::string read = fields(record);  // before the trace, which then holds the delete
-    dump += "== " + std::string(ops->type) + "\n" + read + log.text(Channel::out);
+    dump += "== " + type + "\n" + read + log.text(Channel::out);
     log.clear();
     ops->set(nullptr, n);
     ops->remove(nullptr);
@@ -233,9 +228,9 @@ std::string dump_elements(const std::string &file, int sets) {
 }
 
 TEST(Elements, EveryTypeReadsItsElementInFieldOrder) {
-  EXPECT_EQ(std::size(kTypes), 37u);
+  EXPECT_EQ(kTypes.size(), 37u);
   const std::string dump = dump_elements("replies/elements/all.xml", 1);
-  for (const ElementOps &ops : kTypes) EXPECT_NE(dump.find("== " + std::string(ops.type) + "\n"), std::string::npos);
+  for (const auto &[type, ops] : kTypes) EXPECT_NE(dump.find("== " + type + "\n"), std::string::npos);
   EXPECT_TRUE(matches_golden("replies/elements/all.dump", dump));
   EXPECT_TRUE(matches_golden("replies/elements/sparse.dump", dump_elements("replies/elements/sparse.xml", 2)));
 }
