@@ -1,5 +1,5 @@
-// Value converters and keyword checks, by the rows of
-// tests/data/composer/values.txt, and the copying and display helpers.
+// Value converters, keyword checks and the copying and display helpers, by
+// the rows of tests/data/composer/values.txt.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -10,6 +10,8 @@
 #include <string>
 
 #include "pd-plugin/pd_data.h"
+#include "pd-plugin/pd_xml_album.h"
+#include "pd-plugin/pd_xml_comment.h"
 #include "rows.h"
 #include "support/golden.h"
 #include "support/log_capture.h"
@@ -19,30 +21,10 @@ namespace {
 
 // A heap copy of exactly the text's size, so that AddressSanitizer reports
 // any read or write past it.
-std::unique_ptr<char[]> exact(const std::string &text, size_t extra = 0) {
-  std::unique_ptr<char[]> copy(new char[text.size() + 1 + extra]);
+std::unique_ptr<char[]> exact(const std::string &text) {
+  std::unique_ptr<char[]> copy(new char[text.size() + 1]);
   std::memcpy(copy.get(), text.c_str(), text.size() + 1);
   return copy;
-}
-
-TEST(Data, CopyAndStr) {
-  EXPECT_EQ(data_Cpy(nullptr), nullptr);
-  char *copy = data_Cpy("a\"<&\xff");
-  EXPECT_STREQ(copy, "a\"<&\xff");
-  data_Del(copy);
-  data_Del(nullptr);
-
-  // Two terminators, within the length + 2 bytes the destination holds.
-  for (std::string source : {"", "a", "abc", "abcdef"}) {
-    auto dst = std::make_unique<char[]>(source.size() + 2);
-    std::memset(dst.get(), 'x', source.size() + 2);
-    data_Str(dst.get(), source.c_str());
-    EXPECT_EQ(std::string(dst.get(), source.size() + 2), source + std::string(2, '\0'));
-  }
-  char untouched[4] = "abc";
-  data_Str(untouched, nullptr);
-  data_Str(nullptr, "abc");
-  EXPECT_STREQ(untouched, "abc");
 }
 
 template <void (*Convert)(const char *, int32_t *)>
@@ -61,19 +43,42 @@ template <int (*Check)(const char *)>
 Text checked(const char *text) {
   return std::to_string(Check(text));
 }
+// The destination holds an old text longer than a date; all of it is shown
+// but its trailing NULs, so a stale tail behind the date would show.
 template <const char *Zone>
 Text date(const char *seconds) {
   setenv("TZ", Zone, 1);
   tzset();
-  char dst[PD_DATA_DATE_SIZE] = "kept";
-  data_Date(dst, seconds);
-  return dst;
+  const std::string old = "kept and longer than any date";
+  auto dst = exact(old);
+  data_Date(dst.get(), seconds);
+  data_Date(nullptr, seconds);
+  std::string all(dst.get(), old.size() + 1);
+  return all.erase(all.find_last_not_of('\0') + 1);
 }
-Text cdata(const char *text) {
-  char *out = data_RejectCDATA(text);
+// The copy, or none.
+template <char *(*Make)(const char *)>
+Text made(const char *text) {
+  char *out = Make(text);
   Text result = out != nullptr ? Text(out) : Text();
   data_Del(out);
   return result;
+}
+// Two terminators, within the length + 2 bytes the destination holds: all
+// of them are shown.
+Text str(const char *text) {
+  size_t size = text != nullptr ? std::strlen(text) + 2 : 3;
+  auto dst = std::make_unique<char[]>(size);
+  std::memset(dst.get(), 'x', size);
+  data_Str(dst.get(), text);
+  data_Str(nullptr, text);
+  return std::string(dst.get(), size);
+}
+// Nothing observable comes out of the phone scan; AddressSanitizer checks
+// that a separator near the end never carries it past the text.
+Text phone(const char *text) {
+  data_Phone(text);
+  return Text();
 }
 constexpr char kUtc[] = "UTC", kEst5[] = "EST5";
 
@@ -84,7 +89,9 @@ const std::map<std::string, Text (*)(const char *)> kConverters = {
     {"sendtype", checked<checkSendType>},  {"fulltext", checked<checkFullText>},
     {"folder", checked<checkFolder>},      {"targettype", checked<checkTargetType>},
     {"date", date<kUtc>},                  {"date/EST5", date<kEst5>},
-    {"cdata", cdata}};
+    {"recommend", checked<__data_Recommend>}, {"visible", checked<__data_album_get_visible>},
+    {"cdata", made<data_RejectCDATA>},      {"copy", made<data_Cpy>},
+    {"str", str},                          {"phone", phone}};
 
 // Every input is a heap copy of its exact size (see `exact`). What the
 // checks print on the way (the target type names what it checks) goes to a
@@ -100,29 +107,6 @@ TEST(Data, ConvertersAndChecksGiveTheResultsOfTheirRows) {
     EXPECT_EQ(converter->second(input.get()), row[2].first) << line;
   }
   EXPECT_TRUE(matches_golden("composer/values.printed", log.all()));
-}
-
-TEST(Data, OldDateTextIsClearedWithoutWritingPastIt) {
-  setenv("TZ", "UTC", 1);
-  tzset();
-  // A longer old text leaves no stale tail behind the date.
-  auto dst = exact(std::string(40, 'z'));
-  data_Date(dst.get(), "0");
-  EXPECT_EQ(std::string(dst.get(), 41), "Jan 01 at 00:00 am" + std::string(23, '\0'));
-  // A destination sized for the date alone, holding a full-length old text:
-  // clearing four times its length would run far past it.
-  auto tight = exact(std::string(PD_DATA_DATE_SIZE - 1, 'z'));
-  data_Date(tight.get(), "86399");
-  EXPECT_STREQ(tight.get(), "Jan 01 at 11:59 pm");
-  data_Date(nullptr, "0");
-}
-
-// Nothing observable comes out of the phone scan; AddressSanitizer checks
-// that a separator near the end never carries it past the text.
-TEST(Data, PhoneScanStaysInsideItsText) {
-  data_Phone(nullptr);
-  for (std::string text : {"", "-", "12-", "0-123-4567", "123456789-", "--------", "555-0100-22"})
-    data_Phone(exact(text).get());
 }
 
 }  // namespace

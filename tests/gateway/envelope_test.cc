@@ -12,19 +12,21 @@ sns_request_envelope envelope_for(const char *path, const char *method = "") {
   return envelope;
 }
 
-TEST(PathTable, HoldsFortyTwoPathsAndNothingBeyond) {
-  const std::pair<uint32_t, const char *> rows[] = {
-      {0, "/palisade/auth"},    {6, "/palisade/friend/grouping"}, {21, "/palisade/message/folder"},
-      {39, "/palisade/search"}, {41, "/palisade/schedule"},        {42, nullptr},
-      {UINT32_MAX, nullptr}};
-  for (const auto &[index, path] : rows) EXPECT_STREQ(sns_get_uri(index), path) << index;
-}
-
-TEST(PathClassifier, KeywordsChooseTheCategory) {
-  for (const auto &row : data_rows("gateway/classifier.rows")) {
-    sns_composed_request request{};
-    EXPECT_EQ(sns_engine_network_manager_make_request_t(envelope_for(row[0].c_str()), &request), 1);
-    EXPECT_EQ(snsmsg_type, std::stoi(row[1])) << row[0];
+// The path table, the classifier's category (from the initial value on, in
+// row order) and the TLS test, by the rows of tests/data/gateway/paths.rows.
+TEST(Paths, TableClassifierAndTlsTestAsTheRowsSay) {
+  for (const auto &row : data_rows("gateway/paths.rows")) {
+    SCOPED_TRACE(row[0] + " " + row[1]);
+    if (row[0] == "uri") {
+      const char *path = sns_get_uri(std::stoul(row[1]));
+      EXPECT_EQ(path != nullptr ? path : "null", row[2]);
+    } else if (row[0] == "secure") {
+      EXPECT_EQ(__check_uri(row[1] == "null" ? nullptr : row[1].c_str()), std::stoi(row[2]));
+    } else {
+      sns_composed_request request{};
+      EXPECT_EQ(sns_engine_network_manager_make_request_t(envelope_for(row[1].c_str()), &request), 1);
+      EXPECT_EQ(snsmsg_type, std::stoi(row[2]));
+    }
   }
 }
 
@@ -55,13 +57,6 @@ TEST(Wrapping, FillsTheComposedRequestAndTheDiagnostics) {
   sns_engine_network_manager_make_request_t(envelope, &request);
   EXPECT_EQ(std::string(g_method, sizeof g_method), "login-method" + std::string(1, '\0') +
                                                       std::string(sizeof g_method - 14, 'm') + '\0');
-}
-
-TEST(CheckUri, OnlyPathsHoldingSlashAuthAreSecure) {
-  const std::pair<const char *, int> rows[] = {
-      {"", 0},           {nullptr, 0}, {"/palisade/auth", 1},   {"/x/authority/y", 1},
-      {"/auth", 1},      {"/aut", 0},  {"/palisade/people", 0}, {"/palisade/oauth", 0}};
-  for (const auto &[path, secure] : rows) EXPECT_EQ(__check_uri(path), secure) << (path ? path : "null");
 }
 
 TEST(GatewayUrl, SchemeHostExplicitPortAndPath) {

@@ -1,11 +1,13 @@
 // Every reply under tests/data/replies/<family>/ parses into exactly the
-// records its .dump file shows, and every element record type reads its
-// element of replies/elements as the element dumps show.
+// records its .dump file shows (and traces the lines of its .trace, where it
+// has one), and every element record type reads its element of
+// replies/elements as the element dumps show.
 #include <gtest/gtest.h>
 #include <libxml/parser.h>
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -105,7 +107,9 @@ TEST_P(GoldenReplies, ParseIntoTheirDumps) {
       SCOPED_TRACE(std::string(family.dir) + "/" + name +
                    (level == pd::log::Level::none ? " (log silenced)" : ""));
       fresh_process();
-      std::string reply = read_data("replies/" + std::string(family.dir) + "/" + name + ".xml");
+      const std::string base = "replies/" + std::string(family.dir) + "/" + name;
+      std::string reply = read_data(base + ".xml");
+      LogCapture log;
       // Whatever the reply, libxml2's complaints stay out of the process's
       // standard error: the plug-in writes only through its log sink.
       ::testing::internal::CaptureStderr();
@@ -116,10 +120,15 @@ TEST_P(GoldenReplies, ParseIntoTheirDumps) {
       if (family.index >= 0) {
         EXPECT_EQ(written, "");
       }
-      EXPECT_TRUE(matches_golden("replies/" + std::string(family.dir) + "/" + name + ".dump",
-                                 family.dump(result)));
+      EXPECT_TRUE(matches_golden(base + ".dump", family.dump(result)));
       if (family.index >= 0) release_result(static_cast<uint32_t>(family.index), result);
       else if (family.release != nullptr && result > 0) family.release(result);
+      // Where a case has a .trace, the parse and the release write exactly
+      // its lines, in order, all on standard output.
+      if (level == pd::log::Level::all && std::filesystem::exists(data_path(base + ".trace"))) {
+        EXPECT_TRUE(matches_golden(base + ".trace", log.text(pd::log::Channel::out)));
+        EXPECT_EQ(log.text(pd::log::Channel::out), log.all());
+      }
     }
   }
   pd::log::reload_from_env();
@@ -132,7 +141,6 @@ INSTANTIATE_TEST_SUITE_P(Families, GoldenReplies, ::testing::ValuesIn(kFamilies)
 using pd::log::Channel;
 
 struct ElementOps {
-  const char *type;
   size_t fields;
   void *(*init)();
   void (*set)(void *record, xmlNode *node);
@@ -146,19 +154,13 @@ struct ElementOps {
   X(attribute_group) X(attribute_network) X(attribute_iminfo) X(attribute_phone_num) X(attribute_favorite) \
   X(people) X(status) X(mood) X(response_base)
 
-#define X(type)                                                                          \
-  {#type, sizeof(xml_element_##type) / sizeof(char *),                                   \
-   []() -> void * { return xml_element_##type##_init(); },                               \
-   [](void *r, xmlNode *n) { xml_element_##type##_set(static_cast<xml_element_##type *>(r), n); }, \
-   [](void *r) { xml_element_##type##_delete(static_cast<xml_element_##type *>(r)); }},
-const ElementOps kTypes[] = {PD_ELEMENT_TYPES(X)};
+#define X(type)                                                                            \
+  {#type,                                                                                  \
+   {sizeof(xml_element_##type) / sizeof(char *), []() -> void * { return xml_element_##type##_init(); }, \
+    [](void *r, xmlNode *n) { xml_element_##type##_set(static_cast<xml_element_##type *>(r), n); }, \
+    [](void *r) { xml_element_##type##_delete(static_cast<xml_element_##type *>(r)); }}},
+const std::map<std::string, ElementOps> kTypes = {PD_ELEMENT_TYPES(X)};
 #undef X
-
-const ElementOps *ops_for(const char *element) {
-  for (const ElementOps &ops : kTypes)
-    if (std::string(ops.type) == element) return &ops;
-  return nullptr;
-}
 
 // Each deletion answer replaces the records of the one before without
 // releasing them: an engine that kept them releases them itself (the
@@ -166,9 +168,7 @@ const ElementOps *ops_for(const char *element) {
 // owner releases while still in its slot leaves the slot empty.
 TEST(ActivityDeletion, AnswersReplaceTheirSlots) {
   const std::string reply = read_data("replies/activity_delete/deleted.xml");
-  LogCapture log;
   walk_with(walk_activity_delete, reply);
-  EXPECT_TRUE(matches_golden("replies/activity_delete/deleted.trace", log.text(Channel::out)));
   xml_activity_delete *kept = xml_activity_delete_return();
   xml_activity_delete_deleted *kept_deleted = activity_delete_deleted;
   walk_with(walk_activity_delete, reply);
@@ -180,7 +180,7 @@ TEST(ActivityDeletion, AnswersReplaceTheirSlots) {
   data_Del(kept_deleted->pszCount);
   __xml_activity_delete_deleted_delete(kept_deleted);
 
-  log.clear();
+  LogCapture log;
   release_activity_delete_slots();
   EXPECT_EQ(activity_delete, nullptr);
   EXPECT_EQ(activity_delete_deleted, nullptr);
@@ -196,11 +196,12 @@ std::string dump_elements(const std::string &file, int sets) {
   xmlDoc *doc = xmlReadMemory(xml.data(), static_cast<int>(xml.size()), nullptr, nullptr, 0);
   for (xmlNode *n = xmlDocGetRootElement(doc)->children; n; n = n->next) {
     if (n->type != XML_ELEMENT_NODE) continue;
-    const ElementOps *ops = ops_for(reinterpret_cast<const char *>(n->name));
-    if (ops == nullptr) {
-      ADD_FAILURE() << "no record type " << n->name;
+    const std::string type = reinterpret_cast<const char *>(n->name);
+    if (!kTypes.contains(type)) {
+      ADD_FAILURE() << "no record type " << type;
       break;
     }
+    const ElementOps *ops = &kTypes.at(type);
     LogCapture log;
     auto fields = [&](void *record) {
       std::string out;
@@ -212,7 +213,7 @@ std::string dump_elements(const std::string &file, int sets) {
     void *record = ops->init();
     for (int i = 0; i < sets; ++i) ops->set(record, n);
     std::string read = fields(record);  // before the trace, which then holds the delete
-    dump += "== " + std::string(ops->type) + "\n" + read + log.text(Channel::out);
+    dump += "== " + type + "\n" + read + log.text(Channel::out);
     log.clear();
     ops->set(nullptr, n);
     ops->remove(nullptr);
@@ -227,9 +228,9 @@ std::string dump_elements(const std::string &file, int sets) {
 }
 
 TEST(Elements, EveryTypeReadsItsElementInFieldOrder) {
-  EXPECT_EQ(std::size(kTypes), 37u);
+  EXPECT_EQ(kTypes.size(), 37u);
   const std::string dump = dump_elements("replies/elements/all.xml", 1);
-  for (const ElementOps &ops : kTypes) EXPECT_NE(dump.find("== " + std::string(ops.type) + "\n"), std::string::npos);
+  for (const auto &[type, ops] : kTypes) EXPECT_NE(dump.find("== " + type + "\n"), std::string::npos);
   EXPECT_TRUE(matches_golden("replies/elements/all.dump", dump));
   EXPECT_TRUE(matches_golden("replies/elements/sparse.dump", dump_elements("replies/elements/sparse.xml", 2)));
 }

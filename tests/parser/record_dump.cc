@@ -1,9 +1,18 @@
 #include "record_dump.h"
 
+#include <cxxabi.h>
+
 #include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <memory>
 #include <sstream>
+#include <stdexcept>
+#include <typeinfo>
+#include <vector>
 
 #include "pd-plugin/pd_records.h"
+#include "support/golden.h"
 
 namespace pd_test {
 
@@ -28,6 +37,33 @@ std::string dump_number(intptr_t result) { return "result: " + std::to_string(re
 
 namespace {
 
+// The C name of a record type.
+template <class R>
+std::string type_name() {
+  int status = 0;
+  std::unique_ptr<char, void (*)(void *)> name(abi::__cxa_demangle(typeid(R).name(), nullptr, nullptr, &status),
+                                                std::free);
+  return name != nullptr ? name.get() : typeid(R).name();
+}
+
+// The names of a record type's text fields, from tests/data/records/fields.txt.
+const std::vector<std::string> &fields_of(const std::string &type) {
+  static const std::map<std::string, std::vector<std::string>> kFields = [] {
+    std::map<std::string, std::vector<std::string>> fields;
+    std::istringstream in(read_data("records/fields.txt"));
+    for (std::string line; std::getline(in, line);) {
+      std::istringstream words(line);
+      std::string name;
+      if (!(words >> name) || name[0] == '#') continue;
+      for (std::vector<std::string> &names = fields[name]; words >> name;) names.push_back(name);
+    }
+    return fields;
+  }();
+  auto found = kFields.find(type);
+  if (found == kFields.end()) throw std::logic_error("records/fields.txt has no row for " + type);
+  return found->second;
+}
+
 // Writes "<indent><name>: <value>" lines.
 class Dump {
  public:
@@ -36,6 +72,15 @@ class Dump {
   void text(int indent, const char *name, const char *value) { line(indent, std::string(name) + ": " + quoted(value)); }
   void number(int indent, const char *name, long long value) {
     line(indent, std::string(name) + ": " + std::to_string(value));
+  }
+  // The text fields of the record's type, as tests/data/records/fields.txt
+  // names them: the record's first members, each a char *.
+  template <class R>
+  void texts(int indent, const R &record) {
+    const std::vector<std::string> &names = fields_of(type_name<R>());
+    if (names.size() > sizeof(R) / sizeof(char *)) throw std::logic_error("too many fields: " + type_name<R>());
+    const auto *values = reinterpret_cast<char *const *>(&record);
+    for (size_t i = 0; i < names.size(); ++i) text(indent, names[i].c_str(), values[i]);
   }
   // "<label>" for a record that is there, "<label>: null" for one that is
   // not; true when it is there.
@@ -54,64 +99,22 @@ class Dump {
       each(*node);
     }
   }
+  // A list whose nodes show their text fields.
+  template <class Node>
+  void list(int indent, const std::string &label, const Node *first) {
+    list(indent, label, first, false, [&](const Node &node) { texts(indent + 1, node); });
+  }
   std::string str() const { return out_.str(); }
 
  private:
   std::ostringstream out_;
 };
 
-// TEXTS(record, indent, fields...): each text field of the record as a line
-// of the Dump named `d`.
-#define PD_EXPAND(...) PD_EXPAND3(PD_EXPAND3(PD_EXPAND3(PD_EXPAND3(__VA_ARGS__))))
-#define PD_EXPAND3(...) PD_EXPAND2(PD_EXPAND2(PD_EXPAND2(PD_EXPAND2(__VA_ARGS__))))
-#define PD_EXPAND2(...) PD_EXPAND1(PD_EXPAND1(PD_EXPAND1(PD_EXPAND1(__VA_ARGS__))))
-#define PD_EXPAND1(...) __VA_ARGS__
-#define PD_FOR_EACH(m, ...) __VA_OPT__(PD_EXPAND(PD_FOR_EACH_NEXT(m, __VA_ARGS__)))
-#define PD_FOR_EACH_NEXT(m, a, ...) m(a) __VA_OPT__(PD_FOR_EACH_AGAIN PD_PARENS(m, __VA_ARGS__))
-#define PD_PARENS ()
-#define PD_FOR_EACH_AGAIN() PD_FOR_EACH_NEXT
-#define PD_TEXT(field) d.text(indent_, #field, record_->field);
-#define TEXTS(record, indent, ...)          \
-  do {                                      \
-    const auto *record_ = (record);         \
-    const int indent_ = (indent);           \
-    PD_FOR_EACH(PD_TEXT, __VA_ARGS__)       \
-  } while (0)
-
-// Element records: their fields one level below their label.
-#define PD_DUMP_ELEMENT(Type, ...)                                                     \
-  [[maybe_unused]] void element(Dump &d, int indent, const std::string &label, const Type *r) { \
-    if (d.open(indent, label, r)) TEXTS(r, indent + 1, __VA_ARGS__);                   \
-  }
-PD_DUMP_ELEMENT(xml_element_response_base, pszReserved1, pszReserved2, pszStartContext, pszHasNext)
-PD_DUMP_ELEMENT(xml_element_activity, pszID, pszSP, pszTargetID, pszActTime, pszType, pszRelatedID,
-                pszRelatedName, pszRecommendsCount, pszCommentsCount, pszMobileAuth, pszCommentable)
-PD_DUMP_ELEMENT(xml_element_content, pszContent)
-PD_DUMP_ELEMENT(xml_element_owner, pszID, pszName, pszType, pszIsFriend)
-PD_DUMP_ELEMENT(xml_element_profilephoto, pszURL)
-PD_DUMP_ELEMENT(xml_element_photothumbnail, pszURL)
-PD_DUMP_ELEMENT(xml_element_thumbnail, pszURL)
-PD_DUMP_ELEMENT(xml_element_link_photo, pszURL)
-PD_DUMP_ELEMENT(xml_element_link, pszTitle, pszAuthorName)
-PD_DUMP_ELEMENT(xml_element_group, pszID, pszName, pszCaption)
-PD_DUMP_ELEMENT(xml_element_note, pszID, pszTitle)
-PD_DUMP_ELEMENT(xml_element_event, pszID, pszTitle, pszEventTime, pszLocation, pszHostName)
-PD_DUMP_ELEMENT(xml_element_url, pszTitle, pszCaption, pszValue)
-PD_DUMP_ELEMENT(xml_element_photo, pszAlbumID, pszAlbumName, pszAlbumCaption, pszID, pszOwnerName,
-                pszResolution, pszAuthorName, pszCounts)
-PD_DUMP_ELEMENT(xml_element_video, pszID, pszTitle, pszAuthorID, pszAuthorName, pszCaption,
-                pszSourceURL, pszSourceType, pszPlayTimeLength)
-PD_DUMP_ELEMENT(xml_element_attachedphoto, pszID, pszAlbumID)
-PD_DUMP_ELEMENT(xml_element_people, pszAge, pszBirthday, pszBodyType, pszChildren, pszCity,
-                pszDescription, pszDisplayName, pszDrinker, pszEducation, pszEmails, pszFirstName,
-                pszGender, pszHeadline, pszHeight, pszID, pszIncome, pszCommentable, pszIsFriend,
-                pszLastName, pszLikeToMeet, pszLocation, pszMiddleName, pszName, pszOccupation,
-                pszPolicy, pszPresence, pszRelation, pszReligion, pszCommentable2, pszSmoker, pszSP,
-                pszWebSite)
-PD_DUMP_ELEMENT(xml_element_status, pszStatus, pszCreateTime, pszID)
-PD_DUMP_ELEMENT(xml_element_mood, pszID, pszIconID, pszText)
-PD_DUMP_ELEMENT(xml_element_message, pszID, pszSendTime, pszSP, pszThreadID, pszResult, pszContent)
-#undef PD_DUMP_ELEMENT
+// An element record: its fields one level below its label.
+template <class R>
+void element(Dump &d, int indent, const std::string &label, const R *r) {
+  if (d.open(indent, label, r)) d.texts(indent + 1, *r);
+}
 
 // A holder of one element record, both named `name`: "<name>", then
 // "-> <name>" over the element record.
@@ -121,16 +124,19 @@ PD_DUMP_ELEMENT(xml_element_message, pszID, pszSendTime, pszSP, pszThreadID, psz
     if (d.open(indent, #name, holder_)) element(d, (indent) + 1, "-> " #name, holder_->name); \
   } while (0)
 
-#define PAGING(r) TEXTS(&(r), 1, pszReserved1, pszReserved2, pszStartContext, pszHasNext)
-
-// "result: null", a number, or the record as `body` writes it.
+// "result: null", a number, or the record as `body` writes it (by default
+// its text fields).
 template <class Record, class Body>
-std::string dump(intptr_t result, const char *name, Body body) {
+std::string dump(intptr_t result, Body body) {
   if (result == 0) return "result: null\n";
   if (result < 0) return dump_number(result);
-  Dump d(name);
+  Dump d(type_name<Record>().c_str());
   body(d, *reinterpret_cast<const Record *>(result));
   return d.str();
+}
+template <class Record>
+std::string dump(intptr_t result) {
+  return dump<Record>(result, [](Dump &d, const auto &r) { d.texts(1, r); });
 }
 
 // The parts an activity's item has, where it has them.
@@ -151,67 +157,42 @@ void item_parts(Dump &d, const auto &item) {
 
 }  // namespace
 
-std::string dump_login(intptr_t result) {
-  return dump<xml_base>(result, "xml_base", [](Dump &d, const xml_base &r) {
-    TEXTS(&r, 1, pszSessionKey, pszPersistKeyValue, pszPersistKeyExpires, pszServerAddr,
-          pszRemoteLoginInfoLoginPeopleID, pszRemoteLoginInfoDisplayName, pszProfilePhotoURL);
-  });
-}
+std::string dump_login(intptr_t result) { return dump<xml_base>(result); }
 
-std::string dump_logout(intptr_t result) {
-  return dump<xml_logout>(result, "xml_logout", [](Dump &d, const xml_logout &r) {
-    TEXTS(&r, 1, pszSessionKeyValue, pszPersistKeyLoggined);
-  });
-}
+std::string dump_logout(intptr_t result) { return dump<xml_logout>(result); }
 
 std::string dump_friends(intptr_t result) {
-  using R = xml_friend_grouping_retrieve;
-  return dump<R>(result, "xml_friend_grouping_retrieve", [](Dump &d, const R &r) {
-    PAGING(r);
-    d.list(1, "pstFriend", r.pstFriend, false, [&d](const xml_friend_grouping_friend &f) {
-      TEXTS(&f, 2, pszID, pszSP, pszGroupingID, pszDisplayName, pszFullName, pszEmail, pszStatus,
-            pszStatusCreateTime, pszStatusID, pszMoodID, pszMoodIconID, pszMoodText, pszPresence,
-            pszLocation, pszCity, pszAge, pszRelationType, pszRelationModifyTime,
-            pszProfilePhotoURL, pszFollowingNum, pszFollowerNum);
-    });
+  return dump<xml_friend_grouping_retrieve>(result, [](Dump &d, const auto &r) {
+    d.texts(1, r);
+    d.list(1, "pstFriend", r.pstFriend);
   });
 }
 
 std::string dump_comment_post(intptr_t result) {
-  return dump<xml_comment_post>(result, "xml_comment_post", [](Dump &d, const xml_comment_post &r) {
-    d.list(1, "pstComment", r.pstComment, false, [&d](const xml_comment_post_comment &c) {
-      TEXTS(&c, 2, pszID, pszTargetID, pszResult);
-    });
+  return dump<xml_comment_post>(result, [](Dump &d, const auto &r) {
+    d.list(1, "pstComment", r.pstComment);
   });
 }
 
 std::string dump_comment_retrieve(intptr_t result) {
-  using R = xml_comment_retrieve;
-  return dump<R>(result, "xml_comment_retrieve", [](Dump &d, const R &r) {
-    PAGING(r);
-    d.list(1, "pstComment", r.pstComment, false, [&d](const xml_comment_retrieve_comment &c) {
-      TEXTS(&c, 2, pszID, pszSP, pszTargetID, pszCreateTime, pszRecommend, pszContent,
-            pszCommenterID, pszCommenterName, pszCommenterPhotoURL);
-    });
+  return dump<xml_comment_retrieve>(result, [](Dump &d, const auto &r) {
+    d.texts(1, r);
+    d.list(1, "pstComment", r.pstComment);
   });
 }
 
 std::string dump_albums(intptr_t result) {
-  return dump<xml_photo_album_get>(result, "xml_photo_album_get", [](Dump &d, const xml_photo_album_get &r) {
-    PAGING(r);
-    d.list(1, "pstAlbum", r.pstAlbum, false, [&d](const xml_photo_album_get_album &a) {
-      TEXTS(&a, 2, pszID, pszSP, pszName, pszVisible, pszPlace, pszCreatorID, pszPhotosCount,
-            pszDescription, pszCoverPhotoURL, pszProfilePhotos);
-    });
+  return dump<xml_photo_album_get>(result, [](Dump &d, const auto &r) {
+    d.texts(1, r);
+    d.list(1, "pstAlbum", r.pstAlbum);
   });
 }
 
 std::string dump_album_photos(intptr_t result) {
-  using R = xml_photo_album_photo_list;
-  return dump<R>(result, "xml_photo_album_photo_list", [](Dump &d, const R &r) {
-    PAGING(r);
+  return dump<xml_photo_album_photo_list>(result, [](Dump &d, const auto &r) {
+    d.texts(1, r);
     d.list(1, "pstPhoto", r.pstPhoto, false, [&d](const xml_photo_album_photo &p) {
-      TEXTS(&p, 2, pszID, pszTitle, pszMainPhotoURL, pszThumbnailURL);
+      d.texts(2, p);
       d.number(2, "uReserved", p.uReserved);
       d.number(2, "iCommentsCount", p.iCommentsCount);
     });
@@ -219,7 +200,7 @@ std::string dump_album_photos(intptr_t result) {
 }
 
 std::string dump_activity(intptr_t result) {
-  return dump<xml_activity_get>(result, "xml_activity_get", [](Dump &d, const xml_activity_get &r) {
+  return dump<xml_activity_get>(result, [](Dump &d, const auto &r) {
     element(d, 1, "pstResponseBase", r.pstResponseBase);
     d.list(1, "pstActivity", r.pstActivity, true, [&d](const xml_activity_get_activity &a) {
       element(d, 2, "pstActivity", a.pstActivity);
@@ -241,8 +222,8 @@ std::string dump_activity(intptr_t result) {
 }
 
 std::string dump_people_search(intptr_t result) {
-  return dump<xml_people_search>(result, "xml_people_search", [](Dump &d, const xml_people_search &r) {
-    PAGING(r);
+  return dump<xml_people_search>(result, [](Dump &d, const auto &r) {
+    d.texts(1, r);
     d.list(1, "pstPeople", r.pstPeople, false, [&d](const xml_people_search_people &p) {
       element(d, 2, "pstPeople", p.pstPeople);
       element(d, 2, "pstStatus", p.pstStatus);
@@ -252,25 +233,18 @@ std::string dump_people_search(intptr_t result) {
   });
 }
 
-std::string dump_profile_set(intptr_t result) {
-  using R = xml_people_profile_set;
-  return dump<R>(result, "xml_people_profile_set", [](Dump &d, const R &r) { d.text(1, "pszReserved", r.pszReserved); });
-}
+std::string dump_profile_set(intptr_t result) { return dump<xml_people_profile_set>(result); }
 
 std::string dump_message_folder(intptr_t result) {
-  using R = xml_message_folder_retrieve;
-  return dump<R>(result, "xml_message_folder_retrieve", [](Dump &d, const R &r) {
-    PAGING(r);
+  return dump<xml_message_folder_retrieve>(result, [](Dump &d, const auto &r) {
+    d.texts(1, r);
     d.list(1, "pstThread", r.pstThread, false, [&d](const xml_message_folder_thread &thread) {
-      TEXTS(&thread, 2, pszID, pszUnread, pszFolder);
+      d.texts(2, thread);
       d.list(2, "pstMessage", thread.pstMessage, false, [&d](const xml_message_folder_message &m) {
-        TEXTS(&m, 3, pszID, pszSP, pszTitle, pszSenderID, pszSenderName, pszSenderPhotoURL,
-              pszContent, pszSendTime);
+        d.texts(3, m);
         d.list(3, "pstReceivers", m.pstReceivers, false, [&d](const xml_message_folder_receivers &group) {
           d.number(4, "uCount", group.uCount);
-          d.list(4, "pstReceiver", group.pstReceiver, false, [&d](const xml_message_folder_receiver &to) {
-            TEXTS(&to, 5, pszID, pszName, pszPhotoURL);
-          });
+          d.list(4, "pstReceiver", group.pstReceiver);
         });
       });
     });
@@ -278,7 +252,7 @@ std::string dump_message_folder(intptr_t result) {
 }
 
 std::string dump_message_post(intptr_t result) {
-  return dump<xml_message_post>(result, "xml_message_post", [](Dump &d, const xml_message_post &r) {
+  return dump<xml_message_post>(result, [](Dump &d, const auto &r) {
     element(d, 1, "pstResponseBase", r.pstResponseBase);
     HELD(&r, pstMessage, 1);
   });

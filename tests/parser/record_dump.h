@@ -1,5 +1,6 @@
 // Readable dumps of parse results, for the golden files under
-// tests/data/replies/<family>/<case>.dump.
+// tests/data/replies/<family>/<case>.dump; each record type's text fields
+// are named by tests/data/records/fields.txt.
 #ifndef PD_TESTS_PARSER_RECORD_DUMP_H
 #define PD_TESTS_PARSER_RECORD_DUMP_H
 

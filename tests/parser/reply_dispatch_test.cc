@@ -27,79 +27,65 @@ class ParsedReplies : public FrameTest {
 // A login stores the keys its reply carries; a missing key is a null text,
 // which GConf refuses, and a failed login stores nothing: the old keys stay.
 TEST_F(ParsedReplies, ALoginStoresTheKeysItCarriesAndHandsTheRecordOn) {
-  struct Row {
-    const char *reply, *session, *persist;
-  };
-  for (Row row : {Row{"without_session_key", "old-session", "old-persist"},
-                  Row{"error_envelope", "old-session", "old-persist"},
-                  Row{"full", "sk-7Q2fA9x1", "pk-55e0c1d2"}}) {
-    SCOPED_TRACE(row.reply);
+  const char *rows[][3] = {{"without_session_key", "old-session", "old-persist"},
+                           {"error_envelope", "old-session", "old-persist"},
+                           {"full", "sk-7Q2fA9x1", "pk-55e0c1d2"}};
+  for (const auto &[reply, session, persist] : rows) {
+    SCOPED_TRACE(reply);
     ASSERT_EQ(sns_gconf_set_string(PD_SETTING_SESSION_KEY, "old-session"), 1);
     ASSERT_EQ(sns_gconf_set_string(PD_SETTING_PERSIST_KEY, "old-persist"), 1);
-    answer(PD_REQ_LOGIN, "login/" + std::string(row.reply) + ".xml");
-    EXPECT_EQ(read_setting(PD_SETTING_SESSION_KEY), std::string("1:") + row.session);
-    EXPECT_EQ(read_setting(PD_SETTING_PERSIST_KEY), std::string("1:") + row.persist);
-    EXPECT_EQ(dump_login(last_result()), read_data("replies/login/" + std::string(row.reply) + ".dump"));
+    answer(PD_REQ_LOGIN, "login/" + std::string(reply) + ".xml");
+    EXPECT_EQ(read_setting(PD_SETTING_SESSION_KEY), std::string("1:") + session);
+    EXPECT_EQ(read_setting(PD_SETTING_PERSIST_KEY), std::string("1:") + persist);
+    EXPECT_EQ(dump_login(last_result()), read_data("replies/login/" + std::string(reply) + ".dump"));
     release_result(PD_PARSER_LOGIN, last_result());
   }
   // The login people id stays in the record only.
   EXPECT_EQ(read_setting(PD_SETTING_LOGIN_PEOPLE_ID), "0:<unset>");
 }
 
-// Without an engine callback the record is released, not lost (the
-// sanitizer build checks that nothing leaks); the keys are stored anyway.
-TEST_F(ParsedReplies, WithoutAnEngineTheRecordIsReleased) {
-  inst()->pfnEngineCb = nullptr;
-  answer(PD_REQ_LOGIN, "login/full.xml");
-  answer(PD_REQ_FRIENDS, "friends/three_friends.xml");
-  answer(PD_REQ_ALBUM_PHOTOS, "album_photos/photos.xml");
-  answer(PD_REQ_ACTIVITY_FEED, "activity/full.xml");
-  answer(PD_REQ_SET_STATUS, "profile_set/bare_response.xml");
-  answer(PD_REQ_PEOPLE_SEARCH, "people_search/two_people.xml");
-  answer(PD_REQ_MESSAGE_FOLDER, "message_folder/two_threads.xml");
-  EXPECT_TRUE(notifications().empty());
-  EXPECT_EQ(read_setting(PD_SETTING_SESSION_KEY), "1:sk-7Q2fA9x1");
-}
-
+// A sent message's answer carries no record, unless it is an error: the
+// envelope's dumps are numbers. Without an engine callback every record is
+// released, not lost (the sanitizer build checks that nothing leaks), and a
+// login's keys are stored all the same.
 TEST_F(ParsedReplies, EachServedBranchDeliversItsFamilysRecord) {
-  struct Branch {
+  const struct {
     uint32_t code;
     const char *reply;  // under replies/, without .xml
     Dumper dump;
-    uint32_t parser;
-    const char *expected = nullptr;  // the dump, when not the reply's own
+  } branches[] = {
+      {PD_REQ_LOGIN, "login/full", dump_login},
+      {PD_REQ_GET_PHOTO_COMMENTS, "comment_retrieve/two_comments", dump_comment_retrieve},
+      {PD_REQ_GET_ACTIVITY_COMMENTS, "comment_retrieve/two_comments", dump_comment_retrieve},
+      {PD_REQ_COMMENT_PHOTO, "comment_post/three_comments", dump_comment_post},
+      {PD_REQ_COMMENT_ACTIVITY, "comment_post/three_comments", dump_comment_post},
+      {PD_REQ_ALBUM_LIST, "albums/three_albums", dump_albums},
+      {PD_REQ_ALBUM_PHOTOS, "album_photos/photos", dump_album_photos},
+      {PD_REQ_FRIENDS, "friends/three_friends", dump_friends},
+      {PD_REQ_FRIENDS, "friends/error_envelope", dump_friends},
+      {PD_REQ_ACTIVITY_FEED, "activity/full", dump_activity},
+      {PD_REQ_ACTIVITY_FEED, "activity/error_envelope", dump_activity},
+      {PD_REQ_SET_STATUS, "profile_set/bare_response", dump_profile_set},
+      {PD_REQ_SET_STATUS, "profile_set/with_people", dump_profile_set},
+      {PD_REQ_PEOPLE_SEARCH, "people_search/two_people", dump_people_search},
+      {PD_REQ_MESSAGE_FOLDER, "message_folder/two_threads", dump_message_folder},
+      {PD_REQ_SEND_MESSAGE, "envelope/message_answer", dump_number},
+      {PD_REQ_SEND_MESSAGE, "envelope/code_4_sub_1102", dump_number},
   };
-  const Branch branches[] = {
-      {PD_REQ_GET_PHOTO_COMMENTS, "comment_retrieve/two_comments", dump_comment_retrieve, 7},
-      {PD_REQ_GET_ACTIVITY_COMMENTS, "comment_retrieve/two_comments", dump_comment_retrieve, 7},
-      {PD_REQ_COMMENT_PHOTO, "comment_post/three_comments", dump_comment_post, 6},
-      {PD_REQ_COMMENT_ACTIVITY, "comment_post/three_comments", dump_comment_post, 6},
-      {PD_REQ_ALBUM_LIST, "albums/three_albums", dump_albums, 31},
-      {PD_REQ_ALBUM_PHOTOS, "album_photos/photos", dump_album_photos, 32},
-      {PD_REQ_FRIENDS, "friends/three_friends", dump_friends, 8},
-      {PD_REQ_FRIENDS, "friends/error_envelope", dump_friends, 8},
-      {PD_REQ_ACTIVITY_FEED, "activity/full", dump_activity, 5},
-      {PD_REQ_ACTIVITY_FEED, "activity/error_envelope", dump_activity, 5},
-      {PD_REQ_SET_STATUS, "profile_set/bare_response", dump_profile_set, 26},
-      {PD_REQ_SET_STATUS, "profile_set/with_people", dump_profile_set, 26},
-      {PD_REQ_PEOPLE_SEARCH, "people_search/two_people", dump_people_search, 23},
-      {PD_REQ_MESSAGE_FOLDER, "message_folder/two_threads", dump_message_folder, 16},
-      // A sent message's answer carries no record, unless it is an error.
-      {PD_REQ_SEND_MESSAGE, "message_post/two_messages", dump_number, 15, "result: 0\n"},
-      {PD_REQ_SEND_MESSAGE, "envelope/code_4_sub_1102", dump_number, 15},
-  };
-  for (const Branch &branch : branches) {
-    SCOPED_TRACE(branch.reply);
+  for (const auto &[code, reply, dump] : branches) {
+    SCOPED_TRACE(reply);
     size_t before = notifications().size();
-    answer(branch.code, std::string(branch.reply) + ".xml");
+    answer(code, std::string(reply) + ".xml");
     ASSERT_EQ(notifications().size(), before + 1);
-    EXPECT_EQ(notifications().back().uReqCode, branch.code);
-    intptr_t result = last_result();
-    EXPECT_EQ(branch.dump(result), branch.expected != nullptr
-                                       ? branch.expected
-                                       : read_data("replies/" + std::string(branch.reply) + ".dump"));
-    release_result(branch.parser, result);
+    EXPECT_EQ(notifications().back().uReqCode, code);
+    EXPECT_EQ(dump(last_result()), read_data("replies/" + std::string(reply) + ".dump"));
+    release_notification_result(code, last_result());
   }
+  inst()->pfnEngineCb = nullptr;
+  ASSERT_EQ(sns_gconf_set_string(PD_SETTING_SESSION_KEY, "old-session"), 1);
+  for (const auto &branch : branches) answer(branch.code, std::string(branch.reply) + ".xml");
+  EXPECT_EQ(notifications().size(), std::size(branches));
+  EXPECT_EQ(read_setting(PD_SETTING_SESSION_KEY), "1:sk-7Q2fA9x1");
 }
 
 }  // namespace
