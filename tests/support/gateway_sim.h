@@ -34,12 +34,11 @@ Outcome run_program(std::vector<std::string> argv, const std::vector<std::string
                     const std::string &input = {}, bool merged = false, double seconds = 60);
 
 // Runs the commands of a transcript text (a golden file's: each command as
-// "$ [NAME=value ...] PROGRAM ARGS", an argument that is empty or holds a
-// space in single quotes, then its exit status and what it wrote) with
-// `program` (a path), each after `before` and with `env` and its own
-// NAME=value words added to the environment; each value of `shown` is typed
-// where its placeholder stands and shown as the placeholder in what was
-// said. The new transcript.
+// "$ [NAME=value ...] PROGRAM ARGS", as /bin/sh reads it, then its exit
+// status and what it wrote) with `program` (a path) for PROGRAM, each after
+// `before` and with `env` added to the environment; each value of `shown`
+// is typed where its placeholder stands and shown as the placeholder in
+// what was said. The new transcript.
 std::string run_transcript(const std::string &program, const std::string &text,
                            const std::vector<std::string> &before, const std::vector<std::string> &env,
                            const std::vector<std::pair<std::string, std::string>> &shown, bool merged);
