@@ -1,9 +1,6 @@
 // Every served request through the plug-in, libcurl and gateway-sim: what
 // reached the gateway (tests/data/e2e/tour/*.request) and what the engine
 // was told (*.dump), in one session whose changes read back.
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <fstream>
 #include <regex>
@@ -119,20 +116,12 @@ TEST_F(Conversation, EveryLogLineNamesASourceAndANamedFunction) {
   start();
   photo("harbour.jpg", 100000);
   std::string picture_path = path_of("harbour.jpg");
-  std::fflush(stdout);  // the plug-in's log goes to a file meanwhile
-  int saved = dup(STDOUT_FILENO), file = ::open((dir_ + "/stdout").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  ASSERT_GE(file, 0);
-  dup2(file, STDOUT_FILENO);
-  close(file);
+  ::testing::internal::CaptureStdout();  // where the plug-in logs
   EXPECT_EQ(exchange(PD_REQ_LOGIN, std::vector<const char *>{kAnn[0], "wrong"}).iResult, -301);
   for (const Step &s : tour(picture_path)) send(s);
   EXPECT_EQ(engine_.send(1, static_cast<void *>(nullptr)), PD_ERR_INVALID);
   engine_.close();  // the last lines are written before pd_finalize returns
-  std::fflush(stdout);
-  dup2(saved, STDOUT_FILENO);
-  close(saved);
-  std::ifstream written(dir_ + "/stdout", std::ios::binary);
-  std::string log(std::istreambuf_iterator<char>(written), {});
+  std::string log = ::testing::internal::GetCapturedStdout();
   if (HasFailure()) std::fputs(log.c_str(), stdout);
 
   const std::set<std::string> sources = {
