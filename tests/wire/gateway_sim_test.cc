@@ -33,7 +33,8 @@ TEST(GatewaySimCommandLine, RefusesWhatCannotWorkNamingWhy) {
   int port = 0, held = pd_test::loopback_socket(&port, true);
   expect_transcript(PD_GATEWAY_SIM, "refusals.txt", {"--cert", certs + "/server.pem", "--key", certs + "/server.key"},
                     {{std::to_string(port), "<busy-port>"}, {PD_GATEWAY_SIM_SEED, "<seed>"},
-                     {pd_test::data_path("gateway-sim/damaged"), "<damaged>"}});
+                     {pd_test::data_path("gateway-sim/damaged"), "<damaged>"},
+                     {PD_GATEWAY_SIM, "<gateway-sim>"}});
   close(held);
 }
 
