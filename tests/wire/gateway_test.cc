@@ -8,12 +8,10 @@
 #include <fstream>
 #include <memory>
 #include <sstream>
-#include <tuple>
 
 #include "gateway.h"
 #include "pd-plugin/pd_data.h"
 #include "support/golden.h"
-#include "upload.h"
 
 namespace {
 
@@ -101,18 +99,6 @@ TEST(GatewaySim, AChunkThatFailsLeavesTheUploadAsItWas) {
   gateway->reset(Network::from_seed(seed_text()));
   after_reset.sink->write("abcdefghij", 10);
   EXPECT_EQ(gateway->finish_chunk(*after_reset.sink).status, 404);
-}
-
-TEST(GatewaySim, ReadsContentRanges) {
-  auto range = parse_content_range("bytes 0-65535/200000");
-  ASSERT_TRUE(range);
-  EXPECT_EQ(range->first, 0u);
-  EXPECT_EQ(range->last, 65535u);
-  EXPECT_EQ(range->total, 200000u);
-  EXPECT_TRUE(parse_content_range("bytes */0")->whole_empty);
-  for (const char *bad : {"bytes */5", "bytes 5-4/10", "bytes 0-10/10", "bytes 0-1", "0-1/2",
-                          "bytes -1-2/3", "bytes 0-1/2 ", "bytes 99999999999999999999-1/2"})
-    EXPECT_FALSE(parse_content_range(bad)) << bad;
 }
 
 TEST(GatewaySim, CdataRepliesStripToTheEscapedReply) {
