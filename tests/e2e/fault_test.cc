@@ -60,12 +60,6 @@ class PhotoUpload : public EndToEnd {
   pd_notification upload(const std::string &name) {
     return exchange(PD_REQ_UPLOAD_PHOTO, std::vector<const char *>{path_of(name).c_str(), "al4"});
   }
-
-  // The photo the simulator stored for a finished upload, by its record.
-  std::optional<std::string> stored_photo(const pd_notification &done) {
-    if (done.iResult <= 0) return std::nullopt;
-    return sim_.fetch(std::string("/media/") + reinterpret_cast<const xml_photo *>(done.iResult)->pszID);
-  }
 };
 
 // Sizes around the chunk boundaries (and 5 MB, not a multiple of 64 KiB,
@@ -113,8 +107,9 @@ TEST_F(PhotoUpload, AFaultAtAnyStepEndsTheExchangeWithOneNotification) {
         if (effect.empty() || (effect == "malformed&count=1" && step != 0 && step != chunks)) {
           EXPECT_EQ(sent, static_cast<long long>(1 + chunks));
           ASSERT_GT(done.iResult, 0);
-          EXPECT_STREQ(reinterpret_cast<const xml_photo *>(done.iResult)->pszStatus, "done");
-          EXPECT_EQ(stored_photo(done), file);
+          const auto *record = reinterpret_cast<const xml_photo *>(done.iResult);
+          EXPECT_STREQ(record->pszStatus, "done");
+          EXPECT_EQ(sim_.fetch(std::string("/media/") + record->pszID), file);
           std::vector<RecordedRequest> recorded = requests();
           for (size_t i = first; effect.empty() && i < recorded.size(); ++i)
             whole += describe(recorded[i], masks_) + "\n";

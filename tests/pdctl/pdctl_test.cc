@@ -59,13 +59,6 @@ class PdctlTest : public ::testing::Test {
     ASSERT_EQ(run.status, 0) << run.err;
   }
 
-  json read(std::vector<std::string> args) {
-    args.insert(args.begin(), "--json");
-    Outcome run = pdctl(args);
-    EXPECT_EQ(run.status, 0) << run.err;
-    return json::parse(run.out, nullptr, false);
-  }
-
   // Runs the commands of a transcript file and compares all they said with it.
   void expect_transcript(const std::string &name, std::vector<std::string> env = {}) {
     env.insert(env.begin(), "TZ=UTC");
@@ -139,7 +132,9 @@ TEST_F(PdctlTest, TextsArriveExactlyAsTyped) {
     SCOPED_TRACE(send.back().substr(0, 40));
     Outcome run = pdctl(send, row.contains("input") ? text(row["input"]) : "");
     ASSERT_EQ(run.status, 0) << run.err;
-    json document = read(row["read"].get<std::vector<std::string>>());
+    Outcome back = pdctl(row["read"].get<std::vector<std::string>>());
+    ASSERT_EQ(back.status, 0) << back.err;
+    json document = json::parse(back.out);
     for (const json &held : row["held"])
       EXPECT_EQ(document.at(json::json_pointer(held[1].get<std::string>())), text(held[0])) << held[1];
   }
