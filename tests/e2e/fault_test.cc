@@ -17,8 +17,6 @@
 namespace pd_test {
 namespace {
 
-constexpr const char *kFriendsPath = "/palisade/friend/grouping";
-
 // One simulator for every fault of tests/data/e2e/control-faults.txt, each
 // set on the friends path through the control port and cleared after: one
 // notification each, and a request on another path is served meanwhile.
@@ -38,7 +36,7 @@ TEST_F(EndToEnd, EachFaultOfTheControlPortEndsInOneNotification) {
     for (const std::string &variable : environment)
       setenv(variable.substr(0, variable.find('=')).c_str(), variable.substr(variable.find('=') + 1).c_str(), 1);
     if (!environment.empty()) reopen();
-    ASSERT_TRUE(sim_.fault(std::string("path=") + kFriendsPath + "&" + fields));
+    ASSERT_TRUE(sim_.fault("path=/palisade/friend/grouping&" + fields));
     auto begun = std::chrono::steady_clock::now();
     pd_notification friends = exchange(PD_REQ_FRIENDS, static_cast<void *>(nullptr));
     EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(at_least_ms));

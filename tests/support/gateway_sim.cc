@@ -11,7 +11,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -54,17 +53,12 @@ std::string replace_all(std::string text, const std::string &from, const std::st
 
 Outcome run_program(std::vector<std::string> argv, const std::vector<std::string> &env,
                     const std::string &input, bool merged, double seconds) {
-  std::map<std::string, std::string> variables;
-  auto set = [&variables](const std::string &entry) { variables[entry.substr(0, entry.find('='))] = entry; };
-  for (char **e = environ; *e != nullptr; ++e) set(*e);
-  for (const std::string &entry : env) set(entry);
-  std::vector<std::string> entries;
-  for (auto &[name, entry] : variables) entries.push_back(entry);
-  std::vector<char *> args, envp;
+  // env(1) adds the variables to the test's own.
+  argv.insert(argv.begin(), env.begin(), env.end());
+  argv.insert(argv.begin(), "/usr/bin/env");
+  std::vector<char *> args;
   for (std::string &arg : argv) args.push_back(arg.data());
-  for (std::string &entry : entries) envp.push_back(entry.data());
   args.push_back(nullptr);
-  envp.push_back(nullptr);
   // Files, not pipes: nothing to drain while the program runs, and a
   // program that ends without reading all its input ends no test.
   Outcome run;
@@ -78,7 +72,7 @@ Outcome run_program(std::vector<std::string> argv, const std::vector<std::string
     dup2(open(in.c_str(), O_RDONLY), STDIN_FILENO);
     dup2(out_fd, STDOUT_FILENO);
     dup2(merged ? out_fd : open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
-    execve(args[0], args.data(), envp.data());
+    execv(args[0], args.data());
     _exit(127);
   }
   run.status = pid > 0 ? wait_for(pid, seconds) : -1;
@@ -270,8 +264,7 @@ bool GatewaySim::fault(const std::string &fields) const { return control("POST",
 long long GatewaySim::counter(const std::string &name) const {
   std::string text;
   if (control("GET", "/status", "", &text) != 200) return -1;
-  size_t at = text.find(name + "=");
-  while (at != std::string::npos && at != 0 && text[at - 1] != '\n') at = text.find(name + "=", at + 1);
+  size_t at = ("\n" + text).find("\n" + name + "=");  // at the start of a line
   return at == std::string::npos ? -1 : std::atoll(text.c_str() + at + name.size() + 1);
 }
 
