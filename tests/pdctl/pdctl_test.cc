@@ -7,11 +7,8 @@
 
 #include <algorithm>
 #include <fstream>
-#include <iterator>
 #include <nlohmann/json.hpp>
 #include <regex>
-#include <sstream>
-#include <thread>
 
 #include "support/gateway_sim.h"
 #include "support/golden.h"
