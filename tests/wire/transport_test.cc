@@ -147,9 +147,10 @@ TEST_F(Wire, DeliversTheReplyAndReusesTheConnection) {
   expect_one_callback_each();
 }
 
-// Each way an exchange can fail: one callback, with the status the
-// transport saw (0: no answer, and then no body) and the cause the failure
-// hook told first (0: none told). An empty answer is an empty text, not none.
+// The ways an exchange fails that only these cases meet: one callback, with
+// the status the transport saw (0: no answer, and then no body) and the
+// cause the failure hook told first (0: none told). An empty answer is an
+// empty text, not none.
 TEST_F(Wire, EachFailureIsToldWithItsCause) {
   struct Row {
     std::vector<std::string> switches;
@@ -159,8 +160,8 @@ TEST_F(Wire, EachFailureIsToldWithItsCause) {
     int cause;
     bool arrives = true;  // the request reaches gateway-sim
   };
-  // The other causes, and that each is told once, the plug-in's end-to-end
-  // faults and pdctl's transport transcripts show through the plug-in.
+  // The other causes, each told once, the plug-in's end-to-end faults and
+  // pdctl's transport transcripts show.
   const Row rows[] = {
       // The system's authorities know nothing of the throw-away CA.
       {{}, {{"SNS_NT_CAINFO", ""}}, "/palisade/auth", 0, SNS_NT_FAILURE_CERTIFICATE, false},
