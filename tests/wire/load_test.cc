@@ -24,7 +24,6 @@ using pd_test::GatewaySim;
 using pd_test::exchange_on_each;
 using pd_test::open_connection;
 using pd_test::peak_kib;
-using pd_test::raise_descriptor_limit;
 using pd_test::stale_friends_request;
 using Clock = std::chrono::steady_clock;
 
@@ -41,7 +40,7 @@ size_t report(const char *what, std::vector<double> took) {
 class Load : public ::testing::Test {
  protected:
   void SetUp() override {
-    raise_descriptor_limit();
+    pd_test::raise_descriptor_limit();
     sim_.start({}, false);
   }
 

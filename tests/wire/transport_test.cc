@@ -24,7 +24,6 @@ namespace {
 
 using pd_test::Delivered;
 using pd_test::GatewaySim;
-using pd_test::RecordedRequest;
 using pd_test::Responses;
 
 // The causes the transport's failure hook told, by request id. The hook is
@@ -141,7 +140,7 @@ TEST_F(Wire, DeliversTheReplyAndReusesTheConnection) {
     EXPECT_EQ(reply.record.uHttpStatus, 200u);
   }
   std::set<std::string> peers;
-  for (const RecordedRequest &request : sim_.requests())
+  for (const pd_test::RecordedRequest &request : sim_.requests())
     if (request.scheme == "http") peers.insert(request.peer);
   EXPECT_EQ(peers.size(), 1u) << "20 requests came on " << peers.size() << " connections";
   expect_one_callback_each();
