@@ -79,6 +79,7 @@ TEST_F(PhotoUpload, AFaultAtAnyStepEndsTheExchangeWithOneNotification) {
   start();
   login();
   std::string whole;
+  size_t seen = requests().size();  // of the requests the uploads without a fault made
   for (const auto &[effect, status] : kFaults) {
     if (effect.rfind("delay", 0) == 0) {
       setenv("SNS_NT_TIMEOUT_MS", "300", 1);
@@ -95,7 +96,6 @@ TEST_F(PhotoUpload, AFaultAtAnyStepEndsTheExchangeWithOneNotification) {
         ASSERT_TRUE(sim_.clear_faults());
         std::string where = step == 0 ? "path=/palisade/photo" : "path=/upload/*&skip=" + std::to_string(step - 1);
         ASSERT_TRUE(effect.empty() || sim_.fault(where + "&" + effect));
-        size_t first = effect.empty() ? requests().size() : 0;
         long long before = sim_.counter("requests");
         pd_notification done = upload(name);
         long long sent = sim_.counter("requests") - before;
@@ -109,7 +109,7 @@ TEST_F(PhotoUpload, AFaultAtAnyStepEndsTheExchangeWithOneNotification) {
           EXPECT_STREQ(record->pszStatus, "done");
           EXPECT_EQ(sim_.fetch(std::string("/media/") + record->pszID), file);
           std::vector<RecordedRequest> recorded = effect.empty() ? requests() : std::vector<RecordedRequest>{};
-          for (size_t i = first; i < recorded.size(); ++i) whole += describe(recorded[i], masks_) + "\n";
+          for (; seen < recorded.size(); ++seen) whole += describe(recorded[seen], masks_) + "\n";
           continue;
         }
         EXPECT_EQ(done.iResult, 0);
