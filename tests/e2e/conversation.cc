@@ -11,13 +11,6 @@
 namespace pd_test {
 namespace {
 
-std::string replace_all(std::string text, const std::string &from, const std::string &to) {
-  if (from.empty()) return text;
-  for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
-    text.replace(at, from.size(), to);
-  return text;
-}
-
 // The photo that ends an upload has no dump of the parser tests.
 std::string dump_photo(intptr_t result) {
   if (result <= 0) return dump_number(result);

@@ -1,9 +1,6 @@
 // Every served request through the plug-in, libcurl and gateway-sim: what
 // reached the gateway (tests/data/e2e/tour/*.request) and what the engine
 // was told (*.dump), in one session whose changes read back.
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <fstream>
 #include <regex>
@@ -69,24 +66,21 @@ class Conversation : public EndToEnd {
     return exchange(s.code, s.kind == "text" ? static_cast<void *>(const_cast<char *>(words.at(0))) : nullptr);
   }
 
-  void tour_against_golden_files();
+  // The whole tour, with the stored picture read back; the notifications
+  // and the requests as the golden files show them.
+  void tour_against_golden_files() {
+    std::string picture = photo("harbour.jpg", 100000);  // two chunks, the last partial
+    for (const Step &s : tour(path_of("harbour.jpg"))) {  // the steps point into it
+      pd_notification done = step(s);
+      if (s.code == PD_REQ_UPLOAD_PHOTO && done.iResult > 0) {
+        const char *id = reinterpret_cast<const xml_photo *>(done.iResult)->pszID;
+        EXPECT_EQ(sim_.fetch(std::string("/media/") + id), picture) << "the stored picture differs";
+      }
+    }
+  }
 
   size_t ids_before_ = 0;  // request ids taken before this simulator started
 };
-
-// The whole tour, with the stored picture read back; the notifications and
-// the requests as the golden files show them.
-void Conversation::tour_against_golden_files() {
-  std::string picture = photo("harbour.jpg", 100000);  // two chunks, the last partial
-  std::string picture_path = path_of("harbour.jpg");  // the steps point into it
-  for (const Step &s : tour(picture_path)) {
-    pd_notification done = step(s);
-    if (s.code == PD_REQ_UPLOAD_PHOTO && done.iResult > 0) {
-      const char *id = reinterpret_cast<const xml_photo *>(done.iResult)->pszID;
-      EXPECT_EQ(sim_.fetch(std::string("/media/") + id), picture) << "the stored picture differs";
-    }
-  }
-}
 
 TEST_F(Conversation, EveryServedRequestAndWhatItChanges) {
   start();
@@ -118,21 +112,12 @@ TEST_F(Conversation, EveryServedRequestAndWhatItChanges) {
 TEST_F(Conversation, EveryLogLineNamesASourceAndANamedFunction) {
   start();
   photo("harbour.jpg", 100000);
-  std::string picture_path = path_of("harbour.jpg");
-  std::fflush(stdout);  // the plug-in's log goes to a file meanwhile
-  int saved = dup(STDOUT_FILENO), file = ::open((dir_ + "/stdout").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  ASSERT_GE(file, 0);
-  dup2(file, STDOUT_FILENO);
-  close(file);
+  ::testing::internal::CaptureStdout();  // where the plug-in logs
   EXPECT_EQ(exchange(PD_REQ_LOGIN, std::vector<const char *>{kAnn[0], "wrong"}).iResult, -301);
-  for (const Step &s : tour(picture_path)) send(s);
+  for (const Step &s : tour(path_of("harbour.jpg"))) send(s);
   EXPECT_EQ(engine_.send(1, static_cast<void *>(nullptr)), PD_ERR_INVALID);
   engine_.close();  // the last lines are written before pd_finalize returns
-  std::fflush(stdout);
-  dup2(saved, STDOUT_FILENO);
-  close(saved);
-  std::ifstream written(dir_ + "/stdout", std::ios::binary);
-  std::string log(std::istreambuf_iterator<char>(written), {});
+  std::string log = ::testing::internal::GetCapturedStdout();
   if (HasFailure()) std::fputs(log.c_str(), stdout);
 
   const std::set<std::string> sources = {

@@ -26,9 +26,6 @@ namespace pd_test {
 // A person of the simulator's seed.
 inline const char *const kAnn[] = {"ann@palisade.example", "harbour-lights"};
 
-// Variables set for the transport on top of the simulator's.
-using Environment = std::vector<std::pair<const char *, std::string>>;
-
 class EndToEnd : public ::testing::Test {
  protected:
   void SetUp() override {

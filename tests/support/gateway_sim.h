@@ -28,18 +28,20 @@ struct Outcome {
   std::string out, err;
 };
 
+// `text` with every `from` replaced by `to`.
+std::string replace_all(std::string text, const std::string &from, const std::string &to);
+
 // Runs argv[0] (a path) with the test's environment plus `env` ("NAME=value"
 // entries, each replacing its name) and `input` on its standard input.
 Outcome run_program(std::vector<std::string> argv, const std::vector<std::string> &env = {},
                     const std::string &input = {}, bool merged = false, double seconds = 60);
 
 // Runs the commands of a transcript text (a golden file's: each command as
-// "$ [NAME=value ...] PROGRAM ARGS", an argument that is empty or holds a
-// space in single quotes, then its exit status and what it wrote) with
-// `program` (a path), each after `before` and with `env` and its own
-// NAME=value words added to the environment; each value of `shown` is typed
-// where its placeholder stands and shown as the placeholder in what was
-// said. The new transcript.
+// "$ [NAME=value ...] PROGRAM ARGS", as /bin/sh reads it, then its exit
+// status and what it wrote) with `program` (a path) for PROGRAM, each after
+// `before` and with `env` added to the environment; each value of `shown`
+// is typed where its placeholder stands and shown as the placeholder in
+// what was said. The new transcript.
 std::string run_transcript(const std::string &program, const std::string &text,
                            const std::vector<std::string> &before, const std::vector<std::string> &env,
                            const std::vector<std::pair<std::string, std::string>> &shown, bool merged);
@@ -99,8 +101,8 @@ class GatewaySim {
   int control(const std::string &method, const std::string &path, const std::string &body = "",
               std::string *answer = nullptr) const;
   // Adds a fault from form fields ("path=/upload/*&skip=2&status=500");
-  // false with the simulator's reason when it refuses.
-  bool fault(const std::string &fields, std::string *error = nullptr) const;
+  // false when the simulator refuses it.
+  bool fault(const std::string &fields) const;
   bool clear_faults() const { return control("DELETE", "/faults") == 200; }
   // A number of the control port's status ("requests", ...); -1 when absent.
   long long counter(const std::string &name) const;

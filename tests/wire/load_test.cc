@@ -24,7 +24,6 @@ using pd_test::GatewaySim;
 using pd_test::exchange_on_each;
 using pd_test::open_connection;
 using pd_test::peak_kib;
-using pd_test::raise_descriptor_limit;
 using pd_test::stale_friends_request;
 using Clock = std::chrono::steady_clock;
 
@@ -41,10 +40,9 @@ size_t report(const char *what, std::vector<double> took) {
 class Load : public ::testing::Test {
  protected:
   void SetUp() override {
-    raise_descriptor_limit();
-    sim_.start(switches(), false);
+    pd_test::raise_descriptor_limit();
+    sim_.start({}, false);
   }
-  virtual std::vector<std::string> switches() { return {}; }
 
   GatewaySim sim_;
 };
@@ -103,38 +101,32 @@ TEST_F(Load, ABurstOfFiveHundredFromOurTransportIsAllAnswered) {
   EXPECT_EQ(sns_nt_finalize(handle), 0);
 }
 
-class LargeBodies : public Load {
- protected:
-  std::vector<std::string> switches() override {
-    return {"--max-body-bytes", std::to_string(1 << 20), "--max-upload-bytes", std::to_string(16 << 20)};
-  }
-
-  // A POST to a URL of the gateway's or the upload host, sent to the simulator.
-  long post(const std::string &url, const std::string &body, std::string *answer,
-            std::vector<std::string> headers = {}) {
-    answer->clear();
-    return pd_test::http_request("POST", url, body, answer, {std::move(headers), GatewaySim::ca_file(), sim_.connect_to()});
-  }
-  // A new upload's resource on the upload host.
-  std::string new_upload(const std::string &add_photo) {
-    std::string answer;
-    EXPECT_EQ(post(GatewaySim::gateway_url("/palisade/photo"), add_photo, &answer), 200);
-    return "http://" + GatewaySim::upload_host() + "/" +
-           std::regex_replace(answer, std::regex("(.|\n)*ResourceID=\"([^\"]+)\"(.|\n)*"), "$2");
-  }
-};
-
 // Eight uploads of 8 MiB at once go to disk as they arrive; the simulator
 // grows by far less than they weigh. Bodies past the limits get 413.
-TEST_F(LargeBodies, AreStreamedOrRefusedWithMemoryBounded) {
+TEST_F(Load, LargeBodiesAreStreamedOrRefusedWithMemoryBounded) {
+  sim_.stop();
+  sim_.start({"--max-body-bytes", std::to_string(1 << 20), "--max-upload-bytes", std::to_string(16 << 20)}, false);
+  // A POST to a URL of the gateway's or the upload host, sent to the simulator.
+  auto post = [this](const std::string &url, const std::string &body, std::string *answer,
+                     std::vector<std::string> headers = {}) {
+    answer->clear();
+    return pd_test::http_request("POST", url, body, answer, {std::move(headers), GatewaySim::ca_file(), sim_.connect_to()});
+  };
   std::string answer;
   ASSERT_EQ(post(GatewaySim::gateway_url("/palisade/auth"), pd_test::read_data("wire/requests/login.xml"), &answer), 200);
   std::smatch key;
   ASSERT_TRUE(std::regex_search(answer, key, std::regex("SessionKey=\"([0-9a-f]+)\""))) << answer;
   std::string add_photo = pd_test::read_data("wire/requests/add_photo.xml");
   add_photo = std::regex_replace(add_photo, std::regex("SessionKey=\"[0-9a-f]+\""), "SessionKey=\"" + key[1].str() + "\"");
+  // A new upload's resource on the upload host.
+  auto new_upload = [&] {
+    std::string added;
+    EXPECT_EQ(post(GatewaySim::gateway_url("/palisade/photo"), add_photo, &added), 200);
+    return "http://" + GatewaySim::upload_host() + "/" +
+           std::regex_replace(added, std::regex("(.|\n)*ResourceID=\"([^\"]+)\"(.|\n)*"), "$2");
+  };
   std::vector<std::string> resources;
-  for (int i = 0; i < 8; ++i) resources.push_back(new_upload(add_photo));
+  for (int i = 0; i < 8; ++i) resources.push_back(new_upload());
   long before = peak_kib(sim_.pid());
   const size_t size = 8 << 20;
   std::string file(size, 'j');
@@ -161,7 +153,7 @@ TEST_F(LargeBodies, AreStreamedOrRefusedWithMemoryBounded) {
   std::string big(2 << 20, ' ');
   for (const char *expect : {"Expect:", "Expect: 100-continue"})
     EXPECT_EQ(post(GatewaySim::gateway_url("/palisade/search"), big, &answer, {expect}), 413) << expect;
-  EXPECT_EQ(post(new_upload(add_photo), "x", &answer, {"Content-Range: bytes 0-0/" + std::to_string((16 << 20) + 1)}),
+  EXPECT_EQ(post(new_upload(), "x", &answer, {"Content-Range: bytes 0-0/" + std::to_string((16 << 20) + 1)}),
             413)
       << answer;
 }
