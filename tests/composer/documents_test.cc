@@ -7,7 +7,6 @@
 #include <map>
 #include <sstream>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "composer/pd_composer.h"

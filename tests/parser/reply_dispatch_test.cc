@@ -1,6 +1,5 @@
-// Replies delivered by the transport reach the engine as parsed records; a
-// login reply stores its keys in the real settings store (run inside a
-// private GConf session).
+// Replies delivered by the transport reach the engine as parsed records
+// (run inside a private GConf session: a login reply stores its keys).
 #include <string>
 
 #include "frame/frame_fixture.h"
@@ -23,26 +22,6 @@ class ParsedReplies : public FrameTest {
     return got.empty() ? 0 : got.back().iResult;
   }
 };
-
-// A login stores the keys its reply carries; a missing key is a null text,
-// which GConf refuses, and a failed login stores nothing: the old keys stay.
-TEST_F(ParsedReplies, ALoginStoresTheKeysItCarriesAndHandsTheRecordOn) {
-  const char *rows[][3] = {{"without_session_key", "old-session", "old-persist"},
-                           {"error_envelope", "old-session", "old-persist"},
-                           {"full", "sk-7Q2fA9x1", "pk-55e0c1d2"}};
-  for (const auto &[reply, session, persist] : rows) {
-    SCOPED_TRACE(reply);
-    ASSERT_EQ(sns_gconf_set_string(PD_SETTING_SESSION_KEY, "old-session"), 1);
-    ASSERT_EQ(sns_gconf_set_string(PD_SETTING_PERSIST_KEY, "old-persist"), 1);
-    answer(PD_REQ_LOGIN, "login/" + std::string(reply) + ".xml");
-    EXPECT_EQ(read_setting(PD_SETTING_SESSION_KEY), std::string("1:") + session);
-    EXPECT_EQ(read_setting(PD_SETTING_PERSIST_KEY), std::string("1:") + persist);
-    EXPECT_EQ(dump_login(last_result()), read_data("replies/login/" + std::string(reply) + ".dump"));
-    release_result(PD_PARSER_LOGIN, last_result());
-  }
-  // The login people id stays in the record only.
-  EXPECT_EQ(read_setting(PD_SETTING_LOGIN_PEOPLE_ID), "0:<unset>");
-}
 
 // A sent message's answer carries no record, unless it is an error: the
 // envelope's dumps are numbers. Without an engine callback every record is
