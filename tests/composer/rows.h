@@ -5,7 +5,6 @@
 #define PD_TESTS_COMPOSER_ROWS_H
 
 #include <optional>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -38,15 +37,6 @@ inline std::vector<std::pair<Text, char>> tokens(const std::string &line, const 
     out.push_back({text == "~" ? Text{} : text == "$" ? Text{fill} : Text{text}, text == "~" ? '~' : 0});
   }
   return out;
-}
-
-// The lines of a file under tests/data, without comments and blank lines.
-inline std::vector<std::string> data_lines(const std::string &file) {
-  std::vector<std::string> lines;
-  std::istringstream in(read_data(file));
-  for (std::string line; std::getline(in, line);)
-    if (!line.empty() && line[0] != '#') lines.push_back(line);
-  return lines;
 }
 
 }  // namespace pd_test

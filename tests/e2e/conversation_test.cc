@@ -23,9 +23,7 @@ struct Step {
 // The tour of tests/data/e2e/tour/steps.txt, the upload of `picture`.
 std::vector<Step> tour(const std::string &picture) {
   std::vector<Step> steps;
-  std::istringstream lines(read_data("e2e/tour/steps.txt"));
-  for (std::string line; std::getline(lines, line);) {
-    if (line.empty() || line[0] == '#') continue;
+  for (const std::string &line : data_lines("e2e/tour/steps.txt")) {
     std::vector<std::string> fields;
     std::istringstream in(line);
     for (std::string field; std::getline(in, field, '\t');) fields.push_back(field == "<picture>" ? picture : field);

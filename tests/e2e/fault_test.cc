@@ -23,9 +23,7 @@ namespace {
 TEST_F(EndToEnd, EachFaultOfTheControlPortEndsInOneNotification) {
   start();
   login();
-  std::istringstream lines(read_data("e2e/control-faults.txt"));
-  for (std::string line; std::getline(lines, line);) {
-    if (line.empty() || line[0] == '#') continue;
+  for (const std::string &line : data_lines("e2e/control-faults.txt")) {
     SCOPED_TRACE(line);
     std::istringstream words(line);
     std::string fields, result;

@@ -51,9 +51,7 @@ inline std::string without_addresses(std::string log) {
 // '#' lines skipped.
 inline std::vector<std::vector<std::string>> data_rows(const std::string &relative) {
   std::vector<std::vector<std::string>> rows;
-  std::istringstream in(read_data(relative));
-  for (std::string line; std::getline(in, line);) {
-    if (line.empty() || line[0] == '#') continue;
+  for (const std::string &line : data_lines(relative)) {
     std::istringstream fields(line);
     rows.emplace_back();
     for (std::string field; std::getline(fields, field, '|');) rows.back().push_back(field);

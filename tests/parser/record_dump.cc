@@ -50,11 +50,10 @@ std::string type_name() {
 const std::vector<std::string> &fields_of(const std::string &type) {
   static const std::map<std::string, std::vector<std::string>> kFields = [] {
     std::map<std::string, std::vector<std::string>> fields;
-    std::istringstream in(read_data("records/fields.txt"));
-    for (std::string line; std::getline(in, line);) {
+    for (const std::string &line : data_lines("records/fields.txt")) {
       std::istringstream words(line);
       std::string name;
-      if (!(words >> name) || name[0] == '#') continue;
+      if (!(words >> name)) continue;
       for (std::vector<std::string> &names = fields[name]; words >> name;) names.push_back(name);
     }
     return fields;

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 
 namespace pd_test {
 
@@ -16,6 +17,14 @@ std::string read_data(const std::string &relative) {
   std::ifstream in(data_path(relative), std::ios::binary);
   if (!in) ADD_FAILURE() << "missing test data file " << relative;
   return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+std::vector<std::string> data_lines(const std::string &relative) {
+  std::vector<std::string> lines;
+  std::istringstream in(read_data(relative));
+  for (std::string line; std::getline(in, line);)
+    if (!line.empty() && line[0] != '#') lines.push_back(line);
+  return lines;
 }
 
 ::testing::AssertionResult matches_golden(const std::string &relative, const std::string &actual) {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 namespace pd_test {
 
@@ -13,6 +14,10 @@ std::string data_path(const std::string &relative);
 
 // The whole content of a file under tests/data; fails the test when missing.
 std::string read_data(const std::string &relative);
+
+// The lines of a data file under tests/data, without blank lines and
+// '#' comment lines.
+std::vector<std::string> data_lines(const std::string &relative);
 
 // Compares `actual` with a golden file byte for byte. With PD_UPDATE_GOLDEN=1
 // in the environment the file is (re)written instead, for reviewing new
