@@ -191,7 +191,10 @@ xmlDoc *read_reply(const char *text) {
 // The walk of a parse. A parse of its own document (`consume`) lets each
 // child of the root go once the walk is past it: the records hold copies of
 // everything they take, and a long reply then never holds its whole tree and
-// all its records at once.
+// all its records at once. An element's attributes go even sooner, right
+// after its handler: no handler reads the attributes of an element it was
+// not given, and the records made next take over their memory while it is
+// still warm.
 void explore(uint32_t code, uint32_t depth, const char *parent, xmlNode *node, intptr_t *result,
              bool consume) {
   if (code == PD_PARSER_ALBUM_PHOTOS) {
@@ -209,6 +212,10 @@ void explore(uint32_t code, uint32_t depth, const char *parent, xmlNode *node, i
     if (!traced && (visited->type == XML_TEXT_NODE || visited->type == XML_COMMENT_NODE)) return;
     intptr_t before = result != nullptr ? *result : 0;
     __xml_parser_store(code, at, above, visited, result);
+    if (consume && visited->type == XML_ELEMENT_NODE && visited->properties != nullptr) {
+      xmlFreePropList(visited->properties);
+      visited->properties = nullptr;
+    }
     intptr_t now = result != nullptr ? *result : 0;
     if (now == before) return;
     if (now != 0 && before != 0 && before == made) pd::parser::discard_result(code, before);
