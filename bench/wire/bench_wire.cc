@@ -65,7 +65,10 @@ using Clock = std::chrono::steady_clock;
 constexpr size_t kUploadBytes = size_t{8} << 20;
 constexpr size_t kChunkBytes = 65536;
 constexpr int kRounds = 21;                // turns of each route per comparison
-constexpr int kRequestsPerTurn = 50;
+// A turn of 250 exchanges lasts some 30 ms: long enough that a run's median
+// ratio moves by about a tenth from run to run on a shared 2-core host
+// (with turns of 50 it moved by a quarter).
+constexpr int kRequestsPerTurn = 250;
 constexpr int kUploadRounds = 5;
 
 std::string read_data(const std::string &relative) {
