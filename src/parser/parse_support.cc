@@ -32,6 +32,24 @@ bool has_dtd(const xmlNode *node) {
   return node->doc != nullptr && (node->doc->intSubset != nullptr || node->doc->extSubset != nullptr);
 }
 
+DictNames *names_of(const xmlNode *node) noexcept;
+
+// Attribute names against the names asked for: by address within the
+// parse's own document, as strings anywhere else.
+class NameMatch {
+ public:
+  explicit NameMatch(const xmlNode *node) noexcept : names_(names_of(node)) {}
+  bool operator()(const xmlChar *attr_name, const char *name) const noexcept {
+    if (names_ != nullptr) {
+      if (const xmlChar *held = names_->get(name)) return attr_name == held;
+    }
+    return std::strcmp(reinterpret_cast<const char *>(attr_name), name) == 0;
+  }
+
+ private:
+  DictNames *names_;
+};
+
 }  // namespace
 
 char *copy_attr(const xmlNode *node, const char *name) {
@@ -54,13 +72,14 @@ void store_attrs(const xmlNode *node, char **const *fields, const char *const *n
     for (size_t i = 0; i < count; ++i) *fields[i] = copy_attr(node, names[i]);
     return;
   }
+  const NameMatch same(node);
   for (const xmlAttr *attr = node->properties; attr != nullptr; attr = attr->next) {
     const char *name = reinterpret_cast<const char *>(attr->name);
     size_t c = static_cast<unsigned char>(name[0]);
     if (c > 127) continue;
     for (size_t k = index.begin[c]; k < index.begin[c + 1]; ++k) {
       size_t i = index.order[k];
-      if (*fields[i] == nullptr && std::strcmp(name, names[i]) == 0) *fields[i] = copy_value(attr);
+      if (*fields[i] == nullptr && same(attr->name, names[i])) *fields[i] = copy_value(attr);
     }
   }
 }
@@ -73,12 +92,13 @@ void store_attrs(const xmlNode *node, const AttrField *fields, size_t count) {
     for (size_t i = 0; i < count; ++i) *fields[i].field = copy_attr(node, fields[i].name);
     return;
   }
+  const NameMatch same(node);
   size_t left = count;
   for (const xmlAttr *attr = node->properties; attr != nullptr && left > 0; attr = attr->next) {
     const char *name = reinterpret_cast<const char *>(attr->name);
     for (size_t i = 0; i < count; ++i) {
       const AttrField &f = fields[i];
-      if (*f.field != nullptr || name[0] != f.name[0] || std::strcmp(name, f.name) != 0) continue;
+      if (*f.field != nullptr || name[0] != f.name[0] || !same(attr->name, f.name)) continue;
       *f.field = copy_value(attr);
       --left;
     }
@@ -104,7 +124,41 @@ namespace {
 thread_local ParseScope *t_scope = nullptr;
 }
 
-ParseScope::ParseScope() noexcept : previous_(t_scope) { t_scope = this; }
+ParseScope::ParseScope(DictNames *names) noexcept : names_(names), previous_(t_scope) {
+  t_scope = this;
+}
+
+namespace {
+
+DictNames *names_of(const xmlNode *node) noexcept {
+  DictNames *names = t_scope != nullptr ? t_scope->names() : nullptr;
+  if (names == nullptr || names->dict() == nullptr || node->doc == nullptr ||
+      node->doc->dict != names->dict())
+    return nullptr;
+  return names;
+}
+
+}  // namespace
+
+void DictNames::reset(xmlDict *dict) noexcept {
+  dict_ = dict;
+  for (Slot &slot : slots_) slot = Slot{};
+}
+
+const xmlChar *DictNames::get(const char *name) noexcept {
+  // Literals sit a few bytes apart: a multiplicative hash spreads them.
+  uint64_t address = reinterpret_cast<uintptr_t>(name);
+  size_t at = static_cast<size_t>((address * 0x9E3779B97F4A7C15ull) >> (64 - kSlotBits));
+  for (size_t probes = 0; probes < kSlots; ++probes, at = (at + 1) % kSlots) {
+    Slot &slot = slots_[at];
+    if (slot.name == name) return slot.held;
+    if (slot.name != nullptr) continue;
+    const xmlChar *held = xmlDictLookup(dict_, reinterpret_cast<const xmlChar *>(name), -1);
+    if (held != nullptr) slot = Slot{name, held};
+    return held;
+  }
+  return nullptr;
+}
 
 ParseScope::~ParseScope() { t_scope = previous_; }
 

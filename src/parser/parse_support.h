@@ -237,19 +237,47 @@ void walk(xmlNode *first, uint32_t depth, const char *parent, Visit &&visit, Lef
   }
 }
 
+// The names the handlers look for, as one libxml2 dictionary holds them.
+// Every name in a document that libxml2 parsed with a dictionary is that
+// dictionary's one copy, so an attribute of such a document is matched by
+// comparing one address instead of two strings. The names asked for are
+// literals and are known here by their address; the first look-up of each
+// puts it in the dictionary. Used only by the parse in progress, which
+// holds the parse lock; reset before its dictionary goes.
+class DictNames {
+ public:
+  void reset(xmlDict *dict) noexcept;
+  xmlDict *dict() const noexcept { return dict_; }
+  // The dictionary's copy of the literal `name`, or null (out of memory).
+  const xmlChar *get(const char *name) noexcept;
+
+ private:
+  struct Slot {
+    const char *name = nullptr;
+    const xmlChar *held = nullptr;
+  };
+  // Open addressing, never full: the handlers know a few hundred names.
+  static constexpr unsigned kSlotBits = 10;
+  static constexpr size_t kSlots = size_t{1} << kSlotBits;
+  xmlDict *dict_ = nullptr;
+  Slot slots_[kSlots];
+};
+
 // ---------------------------------------------------------------------------
 // Lists. Every list of the reply records is singly linked through pstNext
 // from a head field of its parent. A parse appends thousands of nodes and
 // asks for the last one on every child element, so the parse in progress on
 // this thread remembers the tail of each list it touched (see ParseScope);
 // outside a parse, or for a list it does not know, the list is walked.
-// While alive, the current thread remembers list tails. __xml_parser holds
-// one for the length of a parse. The few lists that a parse is appending to
+// While alive, the current thread remembers list tails, and matches the
+// attribute names of documents of `names`' dictionary through it.
+// __xml_parser holds one for the length of a parse. The few lists that a parse is appending to
 // at any moment stay remembered (least recently used is forgotten first), so
 // a reply of any size costs the same per element.
 class ParseScope {
  public:
-  ParseScope() noexcept;
+  // `names` (may be null) serves the documents of its dictionary.
+  explicit ParseScope(DictNames *names = nullptr) noexcept;
   ~ParseScope();
   ParseScope(const ParseScope &) = delete;
   ParseScope &operator=(const ParseScope &) = delete;
@@ -264,6 +292,7 @@ class ParseScope {
   Entry *find(const void *head_slot) noexcept;
   Entry &slot_for(const void *head_slot) noexcept;
   uint64_t tick() noexcept { return ++clock_; }
+  DictNames *names() const noexcept { return names_; }
 
  private:
   static constexpr size_t kEntries = 16;
@@ -272,6 +301,7 @@ class ParseScope {
   // (the last activity, then the list a part of it is appended to).
   size_t recent_ = 0, before_ = 0;
   uint64_t clock_ = 0;
+  DictNames *names_;
   ParseScope *previous_;
 };
 

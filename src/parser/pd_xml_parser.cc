@@ -3,6 +3,7 @@
 #include "parser/pd_parser.h"
 
 #include <libxml/parser.h>
+#include <libxml/parserInternals.h>
 
 #include <array>
 #include <climits>
@@ -143,7 +144,9 @@ constexpr int kDictionaryLimit = 4096;
 // not while a transport thread may still be inside a parse.
 struct ReusedContext {
   xmlParserCtxt *context = nullptr;
+  pd::parser::DictNames names;  // the handlers' names in its dictionary
   void reset(xmlParserCtxt *next = nullptr) {
+    names.reset(next != nullptr ? next->dict : nullptr);
     if (context != nullptr) xmlFreeParserCtxt(context);
     context = next;
   }
@@ -158,10 +161,37 @@ xmlParserCtxt *reusable_context() {
   xmlParserCtxt *&context = g_reused.context;
   if (context != nullptr && xmlDictSize(context->dict) > kDictionaryLimit) g_reused.reset();
   if (context == nullptr) {
+    xmlInitParser();  // as libxml2's own readers do first
     g_reused.reset(xmlNewParserCtxt());
     if (context != nullptr) context->sax->serror = ignore_xml_error;
   }
   return context;
+}
+
+// What xmlCtxtReadMemory does, with one setting it cannot pass: libxml2
+// registers no IDs (XML_SKIP_IDS). Nothing here looks an element up by its
+// ID, and the registration asks of every attribute of every element whether
+// it is one.
+xmlDoc *read_on(xmlParserCtxt *context, const char *text, int length, int options) {
+  xmlCtxtReset(context);
+  xmlParserInputBuffer *buffer = xmlParserInputBufferCreateMem(text, length, XML_CHAR_ENCODING_NONE);
+  if (buffer == nullptr) return nullptr;
+  xmlParserInput *stream = xmlNewIOInputStream(context, buffer, XML_CHAR_ENCODING_NONE);
+  if (stream == nullptr) {
+    xmlFreeParserInputBuffer(buffer);
+    return nullptr;
+  }
+  inputPush(context, stream);
+  xmlCtxtUseOptions(context, options);
+  context->loadsubset |= XML_SKIP_IDS;
+  xmlParseDocument(context);
+  xmlDoc *doc = context->myDoc;
+  context->myDoc = nullptr;
+  if (!context->wellFormed && !context->recovery && doc != nullptr) {
+    xmlFreeDoc(doc);
+    doc = nullptr;
+  }
+  return doc;
 }
 
 // Parses like xmlReadMemory(text, length, no base, no encoding, options 0),
@@ -182,8 +212,7 @@ xmlDoc *read_reply(const char *text) {
   xmlStructuredErrorFunc thread_handler = xmlStructuredError;
   void *thread_context = xmlStructuredErrorContext;
   xmlSetStructuredErrorFunc(nullptr, ignore_xml_error);
-  xmlDoc *doc = xmlCtxtReadMemory(context, text, static_cast<int>(length), nullptr, nullptr,
-                                  XML_PARSE_COMPACT);
+  xmlDoc *doc = read_on(context, text, static_cast<int>(length), XML_PARSE_COMPACT);
   xmlSetStructuredErrorFunc(thread_context, thread_handler);
   return doc;
 }
@@ -268,7 +297,7 @@ intptr_t __xml_parser(uint32_t code, const char *reply) {
   }
   result = checked;
   {
-    pd::parser::ParseScope scope;
+    pd::parser::ParseScope scope(&g_reused.names);
     explore(code, 0, nullptr, root, &result, true);
   }
   if (doc != nullptr) xmlFreeDoc(doc);
