@@ -378,11 +378,30 @@ struct Destination {
   bool any() const { return placement != nullptr || link || link_photo; }
 };
 
+// The placements of one depth: the table lists them by depth, so they are
+// one run of it. Every element below an activity is looked up here.
+struct Run {
+  size_t begin = 0, end = 0;
+};
+constexpr uint32_t kPlacedDepths = 4;  // placements are at depths 2 and 3
+constexpr auto kRuns = [] {
+  std::array<Run, kPlacedDepths> runs{};
+  for (size_t i = 0; i < std::size(kPlacements); ++i) {
+    uint32_t depth = kPlacements[i].depth;
+    if (depth >= kPlacedDepths) throw "a placement deeper than kPlacedDepths";
+    if (i > 0 && depth < kPlacements[i - 1].depth) throw "placements out of depth order";
+    if (runs[depth].end == 0) runs[depth].begin = i;
+    runs[depth].end = i + 1;
+  }
+  return runs;
+}();
+
 Destination destination_of(uint32_t depth, const char *parent, xmlNode *node) {
   Destination to;
-  for (const Placement &placement : kPlacements) {
-    if (placement.depth == depth && is_element(node, placement.element) &&
-        is_named(parent, placement.parent)) {
+  const Run run = depth < kPlacedDepths ? kRuns[depth] : Run{};
+  for (size_t i = run.begin; i < run.end; ++i) {
+    const Placement &placement = kPlacements[i];
+    if (is_element(node, placement.element) && is_named(parent, placement.parent)) {
       to.placement = &placement;
       return to;
     }
