@@ -8,10 +8,15 @@
 #include <string>
 
 namespace pd::log {
+
+namespace detail {
+std::atomic<int> g_level{kUnset};
+}  // namespace detail
+
 namespace {
 
-constexpr int kUnset = -1;
-std::atomic<int> g_level{kUnset};
+using detail::g_level;
+using detail::kUnset;
 
 Level level_from_env() noexcept {
   const char *value = std::getenv("PD_PLUGIN_LOG");
@@ -58,12 +63,9 @@ void append_formatted(std::string &out, const char *format, va_list args) {
 
 }  // namespace
 
-Level level() noexcept {
-  int current = g_level.load(std::memory_order_relaxed);
-  if (current == kUnset) {
-    current = static_cast<int>(level_from_env());
-    g_level.store(current, std::memory_order_relaxed);
-  }
+Level detail::first_level() noexcept {
+  int current = static_cast<int>(level_from_env());
+  g_level.store(current, std::memory_order_relaxed);
   return static_cast<Level>(current);
 }
 

@@ -20,6 +20,7 @@
 #ifndef PD_PLUGIN_SRC_LOG_H
 #define PD_PLUGIN_SRC_LOG_H
 
+#include <atomic>
 #include <cstdarg>
 #include <functional>
 #include <string_view>
@@ -30,8 +31,18 @@ enum class Level { all = 0, error = 1, none = 2 };
 
 enum class Channel { debug, error, out, err };
 
-// Level of the process, read from PD_PLUGIN_LOG on first use.
-Level level() noexcept;
+namespace detail {
+constexpr int kUnset = -1;
+extern std::atomic<int> g_level;
+Level first_level() noexcept;
+}  // namespace detail
+
+// Level of the process, read from PD_PLUGIN_LOG on first use. Inline: a
+// parse asks it several times per element.
+inline Level level() noexcept {
+  int current = detail::g_level.load(std::memory_order_relaxed);
+  return current != detail::kUnset ? static_cast<Level>(current) : detail::first_level();
+}
 void set_level(Level level) noexcept;
 // Reads PD_PLUGIN_LOG again (tests change it within one process).
 void reload_from_env() noexcept;
