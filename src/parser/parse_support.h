@@ -271,9 +271,9 @@ class DictNames {
 // outside a parse, or for a list it does not know, the list is walked.
 // While alive, the current thread remembers list tails, and matches the
 // attribute names of documents of `names`' dictionary through it.
-// __xml_parser holds one for the length of a parse. The few lists that a parse is appending to
-// at any moment stay remembered (least recently used is forgotten first), so
-// a reply of any size costs the same per element.
+// __xml_parser holds one for the length of a parse. The few lists that a
+// parse is appending to at any moment stay remembered (least recently used
+// is forgotten first), so a reply of any size costs the same per element.
 class ParseScope {
  public:
   // `names` (may be null) serves the documents of its dictionary.
