@@ -276,8 +276,8 @@ class DictNames {
 // is forgotten first), so a reply of any size costs the same per element.
 class ParseScope {
  public:
-  // `names` (may be null) serves the documents of its dictionary.
-  explicit ParseScope(DictNames *names = nullptr) noexcept;
+  // `names` serves the documents of its dictionary.
+  explicit ParseScope(DictNames *names) noexcept;
   ~ParseScope();
   ParseScope(const ParseScope &) = delete;
   ParseScope &operator=(const ParseScope &) = delete;
